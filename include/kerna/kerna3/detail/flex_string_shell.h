@@ -580,7 +580,8 @@ public:
         return compare(pos1, n1, str.data() + pos2, std::min(n2, sz - pos2));
     }
     int compare(const value_type* s) const {
-        return compareRaw(data(), size(), s, lengthOf(s));
+        if (!s) return empty() ? 0 : 1;  // a null text compares as an empty one
+        return compareRaw(data(), size(), s, T::length(s));
     }
     int compare(size_type pos1, size_type n1, const value_type* s) const {
         return compare(pos1, n1, s, lengthOf(s));
@@ -604,7 +605,8 @@ private:
     static bool less(const E* a, const E* b) { return std::less<const E*>()(a, b); }
 
     static int compareRaw(const E* a, size_type na, const E* b, size_type nb) {
-        const int r = T::compare(a, b, std::min(na, nb));
+        const size_type common = std::min(na, nb);
+        const int r = common ? T::compare(a, b, common) : 0;
         if (r != 0) return r;
         return na < nb ? -1 : (na > nb ? 1 : 0);
     }

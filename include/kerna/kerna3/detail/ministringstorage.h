@@ -89,8 +89,7 @@ public:
         return (std::numeric_limits<size_type>::max() / 2 - sizeof(StringBlock)) / sizeof(E);
     }
 
-    /// Grows the block to exactly `res_arg` characters with realloc; never shrinks. The end
-    /// pointer is re-derived only when the block moved.
+    /// Grows the block in place to exactly `res_arg` characters with realloc; never shrinks.
     void reserve(size_type res_arg) {
         if (res_arg <= capacity()) return;
         if (block_ == 0) {
@@ -101,7 +100,9 @@ public:
         void* p = std::realloc(block_, blockBytes(res_arg));
         if (p == 0) failed();
         StringBlock* b = static_cast<StringBlock*>(p);
-        if (b != block_) b->end_ = chars(b) + sz;
+        // end_ only changes when the block moved; it is derived from the new block either way,
+        // since the old pointer value may not be compared once realloc has run.
+        b->end_ = chars(b) + sz;
         b->capacityEnd_ = chars(b) + res_arg;
         block_ = b;
     }

@@ -230,8 +230,12 @@ public:
 private:
     bool Small() const { return buf_[maxSmallString] != value_type(magic); }
 
+    // The size in small mode. The discriminator is 0 to maxSmallString here; saying so lets the
+    // compiler bound every access to buf_ (it would otherwise assume a negative byte).
     size_type smallSize() const {
-        return size_type(maxSmallString) - static_cast<size_type>(buf_[maxSmallString]);
+        const value_type d = buf_[maxSmallString];
+        if (!(d >= 0 && d <= value_type(maxSmallString))) __builtin_unreachable();
+        return size_type(maxSmallString) - static_cast<size_type>(d);
     }
 
     void setSmallSize(size_type n) { buf_[maxSmallString] = value_type(maxSmallString - n); }
