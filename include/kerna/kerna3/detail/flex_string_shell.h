@@ -226,7 +226,8 @@ public:
 
     flex_string& append(std::initializer_list<E> il) { return append(il.begin(), il.size()); }
 
-    void push_back(value_type c) { appendPointers(&c, 1); }
+    /// Appends `c`. The character is a copy, so it never aliases the string.
+    void push_back(value_type c) { Storage::append(&c, &c + 1); }
 
     /// Removes the last character; the string must not be empty.
     void pop_back() { resize(size() - 1); }
