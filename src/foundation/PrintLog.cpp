@@ -177,8 +177,10 @@ int logFilterEx(int level, const char* libName, const char* file, const char* fu
     const char* fileName = cutFile(file, false);
     const char* printedVersion = (!Detail::g_printOptions.noVersion && version) ? version : "";
 
+    // The prefix and the message are each terminated as they are written, so the buffer needs
+    // no clearing beyond its first byte.
     char buf[lineBufferSize];
-    memset(buf, 0, sizeof buf);
+    buf[0] = '\0';
     TimeRecord now;
     const int prefix = Kerna_logOptionControl(buf, lineBufferSize - 1, level, libName, fileName, func,
                                               line, printedVersion, &now);
@@ -409,7 +411,7 @@ int Kerna_logFilter(int level, const char* libName, const char* file, const char
     if (format == nullptr) return 0;
     const char* fileName = cutFile(file, true);
     char buf[lineBufferSize];
-    memset(buf, 0, sizeof buf);
+    buf[0] = '\0';
     const int prefix = Kerna_logOptionControl(buf, lineBufferSize - 1, level, libName, fileName, func,
                                               line, version, nullptr);
     if (prefix < 0) return 0;
