@@ -56,5 +56,3 @@ BENCHMARK_TEMPLATE(BM_PushBack, String)->Arg(31)->Arg(100);
 BENCHMARK_TEMPLATE(BM_PushBack, std::string)->Arg(31)->Arg(100);
 
 }  // namespace
-
-BENCHMARK_MAIN();

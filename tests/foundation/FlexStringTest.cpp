@@ -486,7 +486,7 @@ TYPED_TEST(FlexStringDifferential, RandomOperationsMatchStdString) {
 #if GTEST_HAS_DEATH_TEST
 
 // glibc reports a failed assert() as "... Assertion `<condition>' failed."
-std::string assertionPattern(const std::string& condition) {
+[[maybe_unused]] std::string assertionPattern(const std::string& condition) {
     std::string re = "Assertion `";
     for (char ch : condition) {
         if (std::strchr("\\^$.|?*+()[]{}", ch)) re += '\\';
