@@ -8,6 +8,7 @@
 #include "kerna/kerna3/Function.h"
 #include "kerna/kerna3/FlexString.h"
 #include "kerna/kerna3/PrintLog.h"
+#include "kerna/kerna3/LogControl.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/RecursiveMutex.h"
 #include "kerna/kerna3/ReadWriteMutex.h"
