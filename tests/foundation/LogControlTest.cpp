@@ -10,6 +10,7 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "foundation/LogSettings.h"
@@ -205,6 +206,34 @@ TEST_F(LogControl, LogPathNormalisation) {
     run({"-logpath", "kept"});
     run({"-logpath"});  // missing path: unchanged
     EXPECT_EQ("./kept", Detail::logFileSettings().path);
+}
+
+TEST_F(LogControl, SettingsSnapshotsAreConsistentWhileCommandsRun) {
+    // One thread switches between two log paths and module settings while others print and
+    // take snapshots: every snapshot holds a path with its own pattern, never a mix.
+    LogCapture capture(6);
+    run({"-logpath", "plain"});
+    std::thread writer([] {
+        for (int i = 0; i < 2000; ++i) {
+            run({"-logpath", i % 2 ? "dir/sub/file" : "plain"});
+            run({"-logmodule", i % 3 ? "m" : "n", i % 2 ? "on" : "off"});
+            run({"-logmodulestatistics", i % 2 ? "on" : "off"});
+        }
+    });
+    int mixed = 0;
+    std::thread printer([] {
+        for (int i = 0; i < 2000; ++i) logFilter(3, i % 2 ? "m" : "n", "f", "g", 1, "v", "x\n");
+    });
+    for (int i = 0; i < 4000; ++i) {
+        const Detail::LogFileSettings s = Detail::logFileSettings();
+        const bool plain = s.path == "./plain" && s.directory == "./";
+        const bool nested = s.path == "dir/sub/file" && s.directory == "dir/sub/*";
+        if (!plain && !nested) ++mixed;
+    }
+    writer.join();
+    printer.join();
+    EXPECT_EQ(0, mixed);
+    EXPECT_EQ(Detail::moduleFiltered, Detail::g_moduleSwitch.load());
 }
 
 TEST_F(LogControl, LogSizeIsKilobytesShiftedAs32Bit) {
