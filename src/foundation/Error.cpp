@@ -3,7 +3,7 @@
 // The last error of each thread, in one thread-local slot for the process, and the message table,
 // a process-wide map from code to text behind a lock, made on first use and dropped at exit.
 
-#include <kerna/kerna3/Error.h>
+#include "kerna/kerna3/Error.h"
 
 #include <atomic>
 #include <cstdint>
@@ -11,8 +11,8 @@
 #include <map>
 #include <string>
 
-#include <kerna/kerna3/Mutex.h>
-#include <kerna/kerna3/ThreadSpecific.h>
+#include "kerna/kerna3/Mutex.h"
+#include "kerna/kerna3/ThreadSpecific.h"
 
 #include "foundation/ErrorTable.h"
 #include "foundation/Log.h"
@@ -47,6 +47,12 @@ namespace {
 std::atomic<bool> g_libraryRowsInstalled{false};
 }  // namespace
 
+// Each thread's value is stored in the slot's pointer-sized word itself.
+CThreadSpecific& lastErrorSlot() {
+    static CThreadSpecific* const slot = new CThreadSpecific();
+    return *slot;
+}
+
 bool installLibraryErrorMessages() {
     if (g_libraryRowsInstalled.exchange(true, std::memory_order_acq_rel)) return false;
     for (size_t i = 0; i < kLibraryErrorRowCount; ++i) {
@@ -58,14 +64,6 @@ bool installLibraryErrorMessages() {
 }  // namespace Detail
 
 namespace {
-
-// The slot is made by the first thread that needs it and kept to the end of the process, so that
-// exit handlers may still set and read last errors. Each thread's value is stored in the slot's
-// pointer-sized word itself.
-CThreadSpecific& lastErrorSlot() {
-    static CThreadSpecific* const slot = new CThreadSpecific();
-    return *slot;
-}
 
 struct MessageTable {
     CMutex lock;
@@ -108,12 +106,12 @@ size_t Detail::errorMessageCount() {
 }
 
 void setLastError(int code) {
-    lastErrorSlot().setValue(reinterpret_cast<const void*>(static_cast<intptr_t>(code)));
+    Detail::lastErrorSlot().setValue(reinterpret_cast<const void*>(static_cast<intptr_t>(code)));
 }
 
 int getLastError() {
     void* value = nullptr;
-    if (!lastErrorSlot().getValue(&value)) return 0;
+    if (!Detail::lastErrorSlot().getValue(&value)) return 0;
     return static_cast<int>(reinterpret_cast<intptr_t>(value));
 }
 
@@ -130,18 +128,18 @@ const char* getErrMsg(int code) {
     return found != table.texts.end() ? found->second.c_str() : kEmptyText;
 }
 
-void setErrorMessage(int code, const flex_string& text) {
+void setErrorMessage(int code, const String& text) {
     MessageTable& table = messageTable();
     CGuard guard(table.lock);
     table.texts[code].assign(text.c_str(), text.size());
 }
 
-flex_string getErrorMessage(int code) {
+String getErrorMessage(int code) {
     MessageTable& table = messageTable();
     CGuard guard(table.lock);
     const auto found = table.texts.find(code);
-    if (found == table.texts.end()) return flex_string();
-    return flex_string(found->second.c_str(), found->second.size());
+    if (found == table.texts.end()) return String();
+    return String(found->second.c_str(), found->second.size());
 }
 
 }  // namespace Kerna

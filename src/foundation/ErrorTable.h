@@ -10,7 +10,14 @@
 
 namespace Tessaran {
 namespace Kerna {
+
+class CThreadSpecific;
+
 namespace Detail {
+
+/// The slot that holds each thread's last error, made by the first call and kept to the end of
+/// the process (exit handlers may still set and read last errors). The library makes it at load.
+CThreadSpecific& lastErrorSlot();
 
 /// One row of the library's message table.
 struct ErrorRow {

@@ -11,7 +11,7 @@
 
 #include <cstdint>
 
-#include <kerna/kerna3/Time.h>
+#include "kerna/kerna3/Time.h"
 
 namespace Tessaran {
 namespace Kerna {

@@ -4,13 +4,13 @@
 // process-wide default format, and format and parse. The calendar arithmetic is the library's
 // own (time/Calendar.h); only the zone bias comes from the platform wall clock.
 
-#include <kerna/kerna3/Time.h>
+#include "kerna/kerna3/Time.h"
 
 #include <atomic>
 #include <cstring>
 #include <string>
 
-#include <kerna/kerna3/Mutex.h>
+#include "kerna/kerna3/Mutex.h"
 
 #include "foundation/Log.h"
 #include "platform/WallClock.h"
@@ -221,12 +221,12 @@ void CTime::setFormatString(const char* format) {
     if (!valid) KERNA_LOG(2, "setFormat dateFormat is invalid,set default separator: ymd \n");
 }
 
-void CTime::setFormat(const flex_string& format) { setFormatString(format.c_str()); }
+void CTime::setFormat(const String& format) { setFormatString(format.c_str()); }
 
-flex_string CTime::getFormat() {
+String CTime::getFormat() {
     FormatText& stored = formatText();
     CGuard guard(stored.lock);
-    return flex_string(stored.text.c_str(), stored.text.size());
+    return String(stored.text.c_str(), stored.text.size());
 }
 
 CTime::DateFormat CTime::getDateFormat() {

@@ -12,7 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <kerna/kerna3/Time.h>
+#include "kerna/kerna3/Time.h"
 
 namespace Tessaran {
 namespace Kerna {

@@ -8,8 +8,8 @@
 #ifndef KERNA_KERNA3_ERROR_H_
 #define KERNA_KERNA3_ERROR_H_
 
-#include <kerna/kerna3/Defs.h>
-#include <kerna/kerna3/FlexString.h>
+#include "kerna/kerna3/Defs.h"
+#include "kerna/kerna3/FlexString.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -31,10 +31,10 @@ KERNA_API void setErrMsg(int code, const char* text);
 KERNA_API const char* getErrMsg(int code);
 
 /// As setErrMsg with the text of `text`.
-KERNA_API void setErrorMessage(int code, const flex_string& text);
+KERNA_API void setErrorMessage(int code, const String& text);
 
 /// A copy of the message of `code`, or an empty string.
-KERNA_API flex_string getErrorMessage(int code);
+KERNA_API String getErrorMessage(int code);
 
 }  // namespace Kerna
 }  // namespace Tessaran

@@ -10,8 +10,8 @@
 
 #include <cstdint>
 
-#include <kerna/kerna3/Defs.h>
-#include <kerna/kerna3/FlexString.h>
+#include "kerna/kerna3/Defs.h"
+#include "kerna/kerna3/FlexString.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -147,9 +147,9 @@ public:
     /// written without a lock: set them at start-up.
     static void setFormatString(const char* format);
     /// As setFormatString with the text of `format`.
-    static void setFormat(const flex_string& format);
+    static void setFormat(const String& format);
     /// The stored default format, initially "yyyy-MM-dd HH:mm:ss".
-    static flex_string getFormat();
+    static String getFormat();
     /// The process-wide date order, initially ymd.
     static DateFormat getDateFormat();
     /// The process-wide twelve-hour flag, initially false.
