@@ -170,8 +170,8 @@ void CTime::format(char* buf, const char* format, int mask) const {
         buf[0] = '\0';
         return;
     }
-    const Detail::FormatResult result = Detail::formatFields(
-        *this, format, mask, currentSettings(), buf, static_cast<size_t>(-1));
+    const Detail::FormatResult result =
+        Detail::formatFieldsUnbounded(*this, format, mask, currentSettings(), buf);
     if (result.dateOrderInvalid) {
         KERNA_LOG(2, "setFormat dateFormat is invalid,set default separator: ymd \n");
     }

@@ -21,11 +21,43 @@ size_t firstPosition(const char* text, char letter) {
     return found ? static_cast<size_t>(found - text) : kMissing;
 }
 
+/// The date order of the first positions of "y", "M" and "d" (kMissing for an absent letter).
+int orderOfPositions(size_t y, size_t m, size_t d, bool* valid) {
+    *valid = true;
+    if (y < m && m < d) return CTime::ymd;
+    if (m < d && d < y) return CTime::mdy;
+    if (d < m && m < y) return CTime::dmy;
+    *valid = false;
+    return CTime::ymd;
+}
+
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 /// Decimal text of `value`, at least `width` digits with leading zeros, a sign in front of a
 /// negative value. `buf` holds 16 bytes; returns the length (no terminator written).
-size_t numberText(int32_t value, int width, char* buf) {
+__attribute__((always_inline)) inline size_t numberText(int32_t value, int width,
+                                                         char* buf) {
+    // The common cases of a calendar value first: two digits and four-digit years.
+    if (static_cast<uint32_t>(value) < 100 && width <= 2) {
+        if (value < 10 && width < 2) {
+            buf[0] = static_cast<char>('0' + value);
+            return 1;
+        }
+        static const char kPairs[] =
+            "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+            "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+            "8081828384858687888990919293949596979899";
+        buf[0] = kPairs[2 * value];
+        buf[1] = kPairs[2 * value + 1];
+        return 2;
+    }
+    if (value >= 1000 && value <= 9999 && width <= 4) {
+        buf[0] = static_cast<char>('0' + value / 1000);
+        buf[1] = static_cast<char>('0' + value / 100 % 10);
+        buf[2] = static_cast<char>('0' + value / 10 % 10);
+        buf[3] = static_cast<char>('0' + value % 10);
+        return 4;
+    }
     char digits[12];
     size_t count = 0;
     uint32_t magnitude =
@@ -41,11 +73,36 @@ size_t numberText(int32_t value, int width, char* buf) {
     return length;
 }
 
+/// Output into a buffer the caller has sized: no checks, blanks taken back by reading the buffer.
+class UnboundedWriter {
+public:
+    explicit UnboundedWriter(char* out) : m_out(out) {}
+
+    void put(char c) { m_out[m_length++] = c; }
+    void put(const char* text, size_t length) {
+        for (size_t i = 0; i < length; ++i) m_out[m_length++] = text[i];
+    }
+    void putNumber(int32_t value, int width) {
+        m_length += numberText(value, width, m_out + m_length);
+    }
+    void dropTrailingBlanks() {
+        while (m_length > 0 && m_out[m_length - 1] == ' ') --m_length;
+    }
+    size_t finish() {
+        m_out[m_length] = '\0';
+        return m_length;
+    }
+
+private:
+    char* m_out;
+    size_t m_length = 0;
+};
+
 /// Bounded output: keeps the length the whole text needs, stores what fits, and counts the blanks
 /// at the end of the text so that they can be taken back without reading the buffer.
-class Writer {
+class BoundedWriter {
 public:
-    Writer(char* out, size_t capacity) : m_out(out), m_capacity(capacity) {}
+    BoundedWriter(char* out, size_t capacity) : m_out(out), m_capacity(capacity) {}
 
     void put(char c) {
         if (m_length + 1 < m_capacity) m_out[m_length] = c;
@@ -89,15 +146,8 @@ size_t runLength(const char* at, char a, char b) {
 }  // namespace
 
 int dateOrderOf(const char* format, bool* valid) {
-    const size_t y = firstPosition(format, 'y');
-    const size_t m = firstPosition(format, 'M');
-    const size_t d = firstPosition(format, 'd');
-    *valid = true;
-    if (y < m && m < d) return CTime::ymd;
-    if (m < d && d < y) return CTime::mdy;
-    if (d < m && m < y) return CTime::dmy;
-    *valid = false;
-    return CTime::ymd;
+    return orderOfPositions(firstPosition(format, 'y'), firstPosition(format, 'M'),
+                            firstPosition(format, 'd'), valid);
 }
 
 char separatorOf(const char* format, bool* valid) {
@@ -109,18 +159,39 @@ char separatorOf(const char* format, bool* valid) {
     return '-';
 }
 
-FormatResult formatFields(const SystemTime& t, const char* format, int mask,
-                          const FormatSettings& settings, char* out, size_t capacity) {
+namespace {
+
+template <typename Writer>
+FormatResult formatWalk(const SystemTime& t, const char* format, int mask,
+                        const FormatSettings& settings, Writer& writer) {
     FormatResult result = {0, false};
 
-    // The date texts depend on how many letters of each kind the whole format holds.
+    // One pass over the format finds what the walk needs up front: how many letters of each
+    // date kind it holds (the date texts depend on it), where each kind first stands (the date
+    // order) and whether it holds "h" (the hour mode).
     size_t years = 0, months = 0, days = 0;
-    for (const char* p = format; *p; ++p) {
-        years += *p == 'y';
-        months += *p == 'M';
-        days += *p == 'd';
+    size_t firstYear = kMissing, firstMonth = kMissing, firstDay = kMissing;
+    bool hasSmallH = false;
+    for (size_t i = 0; format[i] != '\0'; ++i) {
+        switch (format[i]) {
+            case 'y':
+                if (years++ == 0) firstYear = i;
+                break;
+            case 'M':
+                if (months++ == 0) firstMonth = i;
+                break;
+            case 'd':
+                if (days++ == 0) firstDay = i;
+                break;
+            case 'h':
+                hasSmallH = true;
+                break;
+            default:
+                break;
+        }
     }
-    DatePart year = {{}, 0}, month = {{}, 0}, day = {{}, 0};
+    DatePart year, month, day;
+    year.length = month.length = day.length = 0;
     if (years > 2) {
         year.length = numberText(t.year, 4, year.text);
     } else if (years > 0) {
@@ -133,7 +204,7 @@ FormatResult formatFields(const SystemTime& t, const char* format, int mask,
     int order = settings.dateOrder;
     if (mask & CTime::formatDateOrder) {
         bool valid = true;
-        order = dateOrderOf(format, &valid);
+        order = orderOfPositions(firstYear, firstMonth, firstDay, &valid);
         result.dateOrderInvalid = !valid;
     }
     const DatePart* sequence[3];
@@ -146,7 +217,7 @@ FormatResult formatFields(const SystemTime& t, const char* format, int mask,
     }
     // A missing first part lets the others move up one place; else a missing second part lets
     // the third move up.
-    static const DatePart kEmpty = {{}, 0};
+    static const DatePart kEmpty = {{0}, 0};
     if (sequence[0]->length == 0) {
         sequence[0] = sequence[1];
         sequence[1] = sequence[2];
@@ -156,8 +227,7 @@ FormatResult formatFields(const SystemTime& t, const char* format, int mask,
         sequence[2] = &kEmpty;
     }
 
-    const bool twelveHour =
-        (mask & CTime::formatHour) ? std::strchr(format, 'h') != nullptr : settings.twelveHour;
+    const bool twelveHour = (mask & CTime::formatHour) ? hasSmallH : settings.twelveHour;
     int32_t shownHour = t.hour;
     if (twelveHour) {
         if (t.hour > 12) {
@@ -167,7 +237,6 @@ FormatResult formatFields(const SystemTime& t, const char* format, int mask,
         }
     }
 
-    Writer writer(out, capacity);
     size_t nextPart = 0;
     const char* p = format;
     while (*p) {
@@ -218,6 +287,20 @@ FormatResult formatFields(const SystemTime& t, const char* format, int mask,
     }
     result.length = writer.finish();
     return result;
+}
+
+}  // namespace
+
+FormatResult formatFields(const SystemTime& t, const char* format, int mask,
+                          const FormatSettings& settings, char* out, size_t capacity) {
+    BoundedWriter writer(out, capacity);
+    return formatWalk(t, format, mask, settings, writer);
+}
+
+FormatResult formatFieldsUnbounded(const SystemTime& t, const char* format, int mask,
+                                   const FormatSettings& settings, char* out) {
+    UnboundedWriter writer(out);
+    return formatWalk(t, format, mask, settings, writer);
 }
 
 ParseStatus parseFields(const char* text, const char* format, SystemTime& t) {

@@ -48,6 +48,11 @@ struct FormatResult {
 FormatResult formatFields(const SystemTime& t, const char* format, int mask,
                           const FormatSettings& settings, char* out, size_t capacity);
 
+/// As formatFields into a buffer that the caller has sized for the whole text (see the bound of
+/// CTime::format); nothing is checked.
+FormatResult formatFieldsUnbounded(const SystemTime& t, const char* format, int mask,
+                                   const FormatSettings& settings, char* out);
+
 /// Outcome of reading a date and time back from text.
 enum class ParseStatus {
     ok,             ///< six numbers read, the value normalised
