@@ -73,29 +73,43 @@ __attribute__((always_inline)) inline size_t numberText(int32_t value, int width
     return length;
 }
 
-/// Output into a buffer the caller has sized: no checks, blanks taken back by reading the buffer.
+/// Output into a buffer the caller has sized for the whole text, without checks. Blanks are held
+/// back until something else follows them, so that a "t" that takes them back leaves nothing
+/// written past the end of the final text: the buffer never needs more than the text.
 class UnboundedWriter {
 public:
     explicit UnboundedWriter(char* out) : m_out(out) {}
 
-    void put(char c) { m_out[m_length++] = c; }
+    void put(char c) {
+        if (c == ' ') {
+            ++m_pendingBlanks;
+            return;
+        }
+        flushBlanks();
+        m_out[m_length++] = c;
+    }
     void put(const char* text, size_t length) {
-        for (size_t i = 0; i < length; ++i) m_out[m_length++] = text[i];
+        for (size_t i = 0; i < length; ++i) put(text[i]);
     }
     void putNumber(int32_t value, int width) {
+        flushBlanks();
         m_length += numberText(value, width, m_out + m_length);
     }
-    void dropTrailingBlanks() {
-        while (m_length > 0 && m_out[m_length - 1] == ' ') --m_length;
-    }
+    void dropTrailingBlanks() { m_pendingBlanks = 0; }
     size_t finish() {
+        flushBlanks();
         m_out[m_length] = '\0';
         return m_length;
     }
 
 private:
+    void flushBlanks() {
+        for (; m_pendingBlanks > 0; --m_pendingBlanks) m_out[m_length++] = ' ';
+    }
+
     char* m_out;
     size_t m_length = 0;
+    size_t m_pendingBlanks = 0;
 };
 
 /// Bounded output: keeps the length the whole text needs, stores what fits, and counts the blanks

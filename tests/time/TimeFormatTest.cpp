@@ -290,3 +290,15 @@ INSTANTIATE_TEST_SUITE_P(AllDefaults, CTimeRoundTrip,
                          ::testing::Combine(::testing::Values(0, 1, 2),
                                             ::testing::Values('-', '.', '/'),
                                             ::testing::Bool()));
+
+// Found by the fuzzer: blanks that a later "t" takes back were first written into the caller's
+// buffer, so a buffer sized for the final text was overrun by the blanks before the "t".
+TEST(CTimeFormat, BlanksTakenBackNeverPassTheEndOfTheText) {
+    const CTime t(2023, 3, 4, 5, 6, 7);
+    const char* format = "ss    tt";
+    // Three bytes hold "07" and its terminator; the guard bytes behind them must stay.
+    std::vector<char> buffer(3 + 8, '\x7f');
+    t.format(buffer.data(), format, kAll);
+    EXPECT_STREQ(buffer.data(), "07");
+    EXPECT_EQ(std::string(buffer.begin() + 3, buffer.end()), std::string(8, '\x7f'));
+}

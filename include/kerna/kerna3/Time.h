@@ -125,8 +125,9 @@ public:
     /// twelve-hour mode), "m" the minute, "s" the second, "t" AM/PM in twelve-hour mode and in
     /// 24-hour mode the removal of blanks written just before it; "-", "." and "/" write the
     /// process-wide separator (with formatSeparator themselves); every other character itself.
-    /// There is no size argument: for a value with fields in range the text needs at most
-    /// 2 * strlen(format) + 3 bytes, for any field values 11 * strlen(format) + 1.
+    /// There is no size argument, and nothing is written past the text's terminator: for a value
+    /// with fields in range the text needs at most 2 * strlen(format) + 3 bytes, for any field
+    /// values 11 * strlen(format) + 1.
     /// A null `buf` logs at level 2 and writes nothing; a null `format` logs at level 2 and
     /// writes the empty text. Thread-safe for distinct buffers.
     void format(char* buf, const char* format, int mask) const;
