@@ -130,5 +130,3 @@ BENCHMARK(BM_SecondsToFields_Kerna);
 BENCHMARK(BM_SecondsToFields_gmtime_r);
 BENCHMARK(BM_Format_Kerna);
 BENCHMARK(BM_Format_strftime);
-
-BENCHMARK_MAIN();
