@@ -80,10 +80,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const CTime clamped(raw.year, raw.month, raw.day, raw.hour, raw.minute, raw.second);
     const CTime* const values[] = {&raw, &clamped};
     for (const CTime* value : values) {
-        const size_t needed =
-            Tessaran::Kerna::Detail::formatFields(*value, format.c_str(), mask, settings, nullptr,
-                                                  0)
-                .length;
+        const size_t needed = Tessaran::Kerna::Detail::formatFields(*value, format.c_str(), mask,
+                                                                    settings, nullptr, 0)
+                                  .length;
         const size_t bound = value == &raw ? 11 * format.size() + 1 : 2 * format.size() + 3;
         check(needed + 1 <= bound);
         std::vector<char> exact(needed + 1);

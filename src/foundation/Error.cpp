@@ -11,11 +11,10 @@
 #include <map>
 #include <string>
 
-#include "kerna/kerna3/Mutex.h"
-#include "kerna/kerna3/ThreadSpecific.h"
-
 #include "foundation/ErrorTable.h"
 #include "foundation/Log.h"
+#include "kerna/kerna3/Mutex.h"
+#include "kerna/kerna3/ThreadSpecific.h"
 
 namespace Tessaran {
 namespace Kerna {

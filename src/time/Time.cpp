@@ -10,9 +10,8 @@
 #include <cstring>
 #include <string>
 
-#include "kerna/kerna3/Mutex.h"
-
 #include "foundation/Log.h"
+#include "kerna/kerna3/Mutex.h"
 #include "platform/WallClock.h"
 #include "time/Calendar.h"
 #include "time/TimeFormat.h"
@@ -53,9 +52,7 @@ Detail::FormatSettings currentSettings() {
 }
 
 // Breaks `seconds` down with no zone; a negative count (after arithmetic) gives 1970-01-01.
-void breakWithoutZone(SystemTime& t, long long seconds) {
-    Detail::breakSignedSeconds(seconds, t);
-}
+void breakWithoutZone(SystemTime& t, long long seconds) { Detail::breakSignedSeconds(seconds, t); }
 
 }  // namespace
 
@@ -139,8 +136,8 @@ long long CTime::operator-(const CTime& other) const {
 }
 
 bool CTime::operator==(const CTime& other) const {
-    return year == other.year && month == other.month && day == other.day &&
-           hour == other.hour && minute == other.minute && second == other.second;
+    return year == other.year && month == other.month && day == other.day && hour == other.hour &&
+           minute == other.minute && second == other.second;
 }
 
 bool CTime::operator!=(const CTime& other) const { return !(*this == other); }

@@ -35,8 +35,7 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 /// Decimal text of `value`, at least `width` digits with leading zeros, a sign in front of a
 /// negative value. `buf` holds 16 bytes; returns the length (no terminator written).
-__attribute__((always_inline)) inline size_t numberText(int32_t value, int width,
-                                                         char* buf) {
+__attribute__((always_inline)) inline size_t numberText(int32_t value, int width, char* buf) {
     // The common cases of a calendar value first: two digits and four-digit years.
     if (static_cast<uint32_t>(value) < 100 && width <= 2) {
         if (value < 10 && width < 2) {

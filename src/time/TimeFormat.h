@@ -36,8 +36,8 @@ char separatorOf(const char* format, bool* valid);
 
 /// Result of a format walk.
 struct FormatResult {
-    size_t length;           ///< length of the whole text, without terminator
-    bool dateOrderInvalid;   ///< the order was taken from the format and was not one of the three
+    size_t length;          ///< length of the whole text, without terminator
+    bool dateOrderInvalid;  ///< the order was taken from the format and was not one of the three
 };
 
 /// Writes the text of `t` for `format` into `out`, at most `capacity` bytes including the
@@ -55,10 +55,10 @@ FormatResult formatFieldsUnbounded(const SystemTime& t, const char* format, int 
 
 /// Outcome of reading a date and time back from text.
 enum class ParseStatus {
-    ok,             ///< six numbers read, the value normalised
-    notEnough,      ///< fewer than six numbers in the text
-    hourTooLarge,   ///< twelve-hour format and an hour above 12
-    noMeridiem,     ///< twelve-hour format and neither "AM" nor "PM" in the text
+    ok,            ///< six numbers read, the value normalised
+    notEnough,     ///< fewer than six numbers in the text
+    hourTooLarge,  ///< twelve-hour format and an hour above 12
+    noMeridiem,    ///< twelve-hour format and neither "AM" nor "PM" in the text
 };
 
 /// Reads six numbers from `text` into `t`: the first three as year, month and day in the order

@@ -5,7 +5,6 @@
 // number, the clamping of out-of-range fields, arithmetic and comparison.
 
 #include <gtest/gtest.h>
-
 #include <kerna/kerna3/Time.h>
 
 #include <cstdint>
@@ -62,10 +61,9 @@ int oracleMonthLength(int year, int month) {
         return ::testing::AssertionSuccess();
     }
     return ::testing::AssertionFailure()
-           << "got " << t.year << "-" << t.month << "-" << t.day << " w" << t.wday << " "
-           << t.hour << ":" << t.minute << ":" << t.second << ", oracle " << f.year << "-"
-           << f.month << "-" << f.day << " w" << f.wday << " " << f.hour << ":" << f.minute
-           << ":" << f.second;
+           << "got " << t.year << "-" << t.month << "-" << t.day << " w" << t.wday << " " << t.hour
+           << ":" << t.minute << ":" << t.second << ", oracle " << f.year << "-" << f.month << "-"
+           << f.day << " w" << f.wday << " " << f.hour << ":" << f.minute << ":" << f.second;
 }
 
 }  // namespace
@@ -155,8 +153,8 @@ TEST(Calendar, OutOfRangeFieldsAreClampedStepByStep) {
 
 TEST(Calendar, RandomOutOfRangeFieldsAgreeWithTheOracleOfTheClampedValue) {
     std::mt19937 random(99);
-    std::uniform_int_distribution<int> year(1900, 2200), month(-3, 16), day(-3, 35),
-        hour(-3, 27), minute(-3, 63);
+    std::uniform_int_distribution<int> year(1900, 2200), month(-3, 16), day(-3, 35), hour(-3, 27),
+        minute(-3, 63);
     for (int i = 0; i < 200000; ++i) {
         const int y = year(random), mo = month(random), d = day(random), h = hour(random),
                   mi = minute(random), s = minute(random);

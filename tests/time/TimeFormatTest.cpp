@@ -4,7 +4,6 @@
 // failures, the process-wide default format, and parse(format(x)) == x for every default setting.
 
 #include <gtest/gtest.h>
-
 #include <kerna/kerna3/Time.h>
 
 #include <cstring>
@@ -130,12 +129,12 @@ TEST(CTimeFormat, NullArgumentsAreRefused) {
 TEST(CTimeFormat, TextFitsTheDocumentedBound) {
     // For values in range a format needs at most 2 * strlen(format) + 3 bytes; for any field
     // values 11 * strlen(format) + 1. The bounded walk reports the length it needs.
-    using Tessaran::Kerna::Detail::FormatSettings;
     using Tessaran::Kerna::Detail::formatFields;
+    using Tessaran::Kerna::Detail::FormatSettings;
     const char alphabet[] = "yMdhHmst-./ :x";
     std::mt19937 random(5);
-    std::uniform_int_distribution<int> letter(0, sizeof(alphabet) - 2), length(0, 40),
-        mask(0, 7), anyInt(INT32_MIN, INT32_MAX);
+    std::uniform_int_distribution<int> letter(0, sizeof(alphabet) - 2), length(0, 40), mask(0, 7),
+        anyInt(INT32_MIN, INT32_MAX);
     const FormatSettings settings = {CTime::mdy, '/', true};
     for (int i = 0; i < 50000; ++i) {
         std::string format(static_cast<size_t>(length(random)), ' ');
@@ -288,8 +287,7 @@ TEST_P(CTimeRoundTrip, ParseOfFormatGivesTheValueBack) {
 
 INSTANTIATE_TEST_SUITE_P(AllDefaults, CTimeRoundTrip,
                          ::testing::Combine(::testing::Values(0, 1, 2),
-                                            ::testing::Values('-', '.', '/'),
-                                            ::testing::Bool()));
+                                            ::testing::Values('-', '.', '/'), ::testing::Bool()));
 
 // Found by the fuzzer: blanks that a later "t" takes back were first written into the caller's
 // buffer, so a buffer sized for the final text was overrun by the blanks before the "t".
