@@ -16,6 +16,8 @@
 #include "kerna/kerna3/ThreadSpecific.h"
 #include "kerna/kerna3/AtomicCount.h"
 #include "kerna/kerna3/Process.h"
+#include "kerna/kerna3/Error.h"
+#include "kerna/kerna3/Time.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
 
 #endif  // KERNA_KERNA_H_
