@@ -15,5 +15,6 @@
 #include "kerna/kerna3/AtomicCount.h"
 #include "kerna/kerna3/Process.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
+#include "kerna/kerna3/FlexString.h"
 
 #endif  // KERNA_KERNA_H_
