@@ -6,9 +6,9 @@
 // the registry again; the leaving steps sit in a guard object so that they also run when the
 // thread is killed and unwinds.
 
-#include <kerna/kerna3/Thread.h>
+#include "kerna/kerna3/Thread.h"
 
-#include <kerna/kerna3/Time.h>
+#include "kerna/kerna3/Time.h"
 
 #include <cerrno>
 #include <cstring>
@@ -16,7 +16,9 @@
 #include "concurrency/ThreadInternal.h"
 #include "concurrency/ThreadManagerInternal.h"
 #include "foundation/Log.h"
+#include "platform/Lock.h"
 #include "platform/Thread.h"
+#include "platform/Tls.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -43,6 +45,18 @@ int threadPlatformLevel(int policy, int priority)
 namespace {
 
 namespace Platform = Detail::Platform;
+
+// Logs under a function name of our choosing rather than the compiler's.
+#define KERNA_LOG_AS(level, function, ...)                                                  \
+    do {                                                                                    \
+        if (::Tessaran::Kerna::Detail::printWouldPass(level))                               \
+            ::Tessaran::Kerna::Detail::logAt(level, __FILE__, function, __LINE__, __VA_ARGS__); \
+    } while (0)
+
+int currentThreadId()
+{
+    return static_cast<int>(Platform::currentThreadId());
+}
 
 // One line per process when the system refuses a thread priority for lack of privilege.
 std::atomic<bool> g_priorityRefusalLogged{false};
@@ -79,7 +93,7 @@ void InternalThreadBody(void* argument)
     {
         CGuard guard(thread->mutex);
         thread->running.store(1);
-        thread->id.store(Platform::currentThreadId());
+        thread->id.store(currentThreadId());
     }
     thread->manager->registerThread(thread);
     BodyExit exit(thread);
@@ -134,7 +148,7 @@ CThread::~CThread()
     if (loop) {
         destroyThread();
     }
-    if (thread->running.load() != 0 && thread->id.load() == Platform::currentThreadId()) {
+    if (thread->running.load() != 0 && thread->id.load() == currentThreadId()) {
         // Destroyed from its own body: it cannot wait for itself. The body frees the
         // implementation object when threadProc returns.
         KERNA_LOG(3, "this:%p CThread::~CThread:%s destroyed from its own thread\n", this,
@@ -147,7 +161,7 @@ CThread::~CThread()
     unsigned int code = thread->handle != nullptr ? Platform::threadExitCode(thread->handle) : 0;
     unsigned long long passes = 0;
     while (thread->running.load() != 0 && code == Platform::kThreadStillActive) {
-        Platform::sleepMilliSeconds(1);
+        Platform::sleepMs(1);
         code = Platform::threadExitCode(thread->handle);
         ++passes;
         if (passes % 100 == 0) {
@@ -178,7 +192,7 @@ bool CThread::createThread()
     while (thread->running.load() != 0 && !thread->loop.load()) {
         // A previous body is still ending.
         thread->mutex.leave();
-        Platform::sleepMilliSeconds(1);
+        Platform::sleepMs(1);
         thread->mutex.enter();
     }
     if (thread->loop.load()) {
@@ -249,7 +263,7 @@ bool CThread::destroyThread()
     Platform::ThreadHandle* handle = thread->handle;
     Platform::retainThread(handle);
     thread->mutex.leave();
-    if (thread->id.load() != Platform::currentThreadId()) {
+    if (thread->id.load() != currentThreadId()) {
         while (thread->running.load() != 0) {
             if (Platform::waitThread(handle, 50)) {
                 break;
@@ -352,13 +366,13 @@ int CThread::shareSocket(int socket)
 
 int CThread::getCurrentThreadID()
 {
-    return Platform::currentThreadId();
+    return currentThreadId();
 }
 
 bool CThread::setCurrentTimeout(int milliSeconds)
 {
     ThreadInternal* thread =
-        ThreadManagerInternal::instance()->findThread(Platform::currentThreadId());
+        ThreadManagerInternal::instance()->findThread(currentThreadId());
     if (thread == nullptr) {
         return false;
     }
@@ -374,7 +388,9 @@ bool CThread::setCurrentTimeout(int milliSeconds)
 
 void CThread::sleep(int milliSeconds)
 {
-    Platform::sleepMilliSeconds(milliSeconds);
+    if (milliSeconds >= 0) {
+        Platform::sleepMs(static_cast<uint32_t>(milliSeconds));
+    }
 }
 
 void CThread::load(int percent)

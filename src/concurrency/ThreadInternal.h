@@ -7,8 +7,8 @@
 #ifndef KERNA_SRC_CONCURRENCY_THREADINTERNAL_H_
 #define KERNA_SRC_CONCURRENCY_THREADINTERNAL_H_
 
-#include <kerna/kerna3/Mutex.h>
-#include <kerna/kerna3/Thread.h>
+#include "kerna/kerna3/Mutex.h"
+#include "kerna/kerna3/Thread.h"
 
 #include <atomic>
 #include <cstdint>

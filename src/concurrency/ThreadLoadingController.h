@@ -9,8 +9,8 @@
 #ifndef KERNA_SRC_CONCURRENCY_THREADLOADINGCONTROLLER_H_
 #define KERNA_SRC_CONCURRENCY_THREADLOADINGCONTROLLER_H_
 
-#include <kerna/kerna3/Mutex.h>
-#include <kerna/kerna3/Thread.h>
+#include "kerna/kerna3/Mutex.h"
+#include "kerna/kerna3/Thread.h"
 
 #include <cstdint>
 #include <map>

@@ -1,8 +1,8 @@
 // ThreadManager.cpp - ThreadManagerInternal, the thread registry, and its face CThreadManager.
 
-#include <kerna/kerna3/ThreadManager.h>
+#include "kerna/kerna3/ThreadManager.h"
 
-#include <kerna/kerna3/Time.h>
+#include "kerna/kerna3/Time.h"
 
 #include <cstdio>
 #include <cstring>
@@ -11,7 +11,7 @@
 #include "concurrency/ThreadInternal.h"
 #include "concurrency/ThreadManagerInternal.h"
 #include "foundation/Log.h"
-#include "platform/Thread.h"
+#include "platform/Tls.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -137,7 +137,7 @@ ThreadInternal* ThreadManagerInternal::findThread(int id)
 void ThreadManagerInternal::registerMainThread()
 {
     CGuard guard(mutex);
-    mainThreadID = Detail::Platform::currentThreadId();
+    mainThreadID = static_cast<int>(Detail::Platform::currentThreadId());
 }
 
 void ThreadManagerInternal::dumpThreads()
@@ -175,7 +175,7 @@ bool ThreadManagerInternal::getThreadsInfo(std::list<CThreadManager::ThreadInfo>
     return true;
 }
 
-bool ThreadManagerInternal::getThreadNameByID(int id, flex_string& name)
+bool ThreadManagerInternal::getThreadNameByID(int id, String& name)
 {
     CGuard guard(mutex);
     for (ThreadInternal* thread = head; thread != nullptr; thread = thread->next) {
@@ -188,7 +188,7 @@ bool ThreadManagerInternal::getThreadNameByID(int id, flex_string& name)
     return false;
 }
 
-bool ThreadManagerInternal::getTimeOutThreads(flex_string& names)
+bool ThreadManagerInternal::getTimeOutThreads(String& names)
 {
     CGuard guard(mutex);
     names.clear();
@@ -251,12 +251,12 @@ bool CThreadManager::getThreadsInfo(std::list<ThreadInfo>& list)
     return m_internal->getThreadsInfo(list);
 }
 
-bool CThreadManager::getThreadNameByID(int id, flex_string& name)
+bool CThreadManager::getThreadNameByID(int id, String& name)
 {
     return m_internal->getThreadNameByID(id, name);
 }
 
-bool CThreadManager::getTimeOutThreads(flex_string& names)
+bool CThreadManager::getTimeOutThreads(String& names)
 {
     return m_internal->getTimeOutThreads(names);
 }

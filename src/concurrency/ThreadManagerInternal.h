@@ -7,8 +7,8 @@
 #ifndef KERNA_SRC_CONCURRENCY_THREADMANAGERINTERNAL_H_
 #define KERNA_SRC_CONCURRENCY_THREADMANAGERINTERNAL_H_
 
-#include <kerna/kerna3/Mutex.h>
-#include <kerna/kerna3/ThreadManager.h>
+#include "kerna/kerna3/Mutex.h"
+#include "kerna/kerna3/ThreadManager.h"
 
 #include <atomic>
 #include <list>
@@ -36,8 +36,8 @@ public:
     void registerMainThread();
     void dumpThreads();
     bool getThreadsInfo(std::list<CThreadManager::ThreadInfo>& list);
-    bool getThreadNameByID(int id, flex_string& name);
-    bool getTimeOutThreads(flex_string& names);
+    bool getThreadNameByID(int id, String& name);
+    bool getTimeOutThreads(String& names);
     bool hasThread(int id);
 
     /// Counts the thread objects that point at this registry, so that the exit routine frees

@@ -64,13 +64,6 @@ void testCancel();
 /// clean-up that runs while a thread unwinds, which must not be interrupted).
 void disableCancel();
 
-/// Identifier of the calling thread (gettid), cached per thread.
-int currentThreadId();
-
-/// Suspends the calling thread for at least milliSeconds on the monotonic clock;
-/// 0 yields the processor, a negative value returns at once.
-void sleepMilliSeconds(int milliSeconds);
-
 }  // namespace Platform
 }  // namespace Detail
 }  // namespace Kerna

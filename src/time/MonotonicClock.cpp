@@ -5,12 +5,12 @@
 // never falls within a thread even where the counter differs a little between processors.
 // Readers take no lock.
 
-#include <kerna/kerna3/Time.h>
+#include "kerna/kerna3/Time.h"
 
 #include <atomic>
 
 #include "foundation/Log.h"
-#include "platform/MonotonicCounter.h"
+#include "platform/Clock.h"
 #include "time/MonotonicClock.h"
 
 namespace Tessaran {
@@ -27,7 +27,7 @@ thread_local unsigned long long t_lastCounter = 0;
 inline unsigned long long readCounter()
 {
     Detail::MonotonicCounterSource source = g_source.load(std::memory_order_acquire);
-    return source != nullptr ? source() : Detail::Platform::monotonicCounter();
+    return source != nullptr ? source() : Detail::Platform::monotonicTicks();
 }
 
 // First use: fixes the base, then the frequency (readers test the frequency, so the base must
@@ -36,17 +36,18 @@ __attribute__((noinline)) unsigned long long startClock()
 {
     unsigned long long frequency = g_source.load(std::memory_order_acquire) != nullptr
                                        ? g_sourceFrequency.load(std::memory_order_relaxed)
-                                       : Detail::Platform::monotonicFrequency();
+                                       : Detail::Platform::monotonicFrequency;
     unsigned long long expected = 0;
     g_baseCounter.compare_exchange_strong(expected, readCounter(), std::memory_order_acq_rel);
     t_lastCounter = 0;
     expected = 0;
     if (g_frequency.compare_exchange_strong(expected, frequency, std::memory_order_acq_rel)) {
-        if (logLevelPasses(4)) {
-            logFilter(4, "Unknown", "MonotonicClock",
-                      "`anonymous-namespace'::initPerformanceQueryCount", __LINE__, "Unknown",
-                      "init freq: %lu, base time: %lu\n", static_cast<unsigned long>(frequency),
-                      static_cast<unsigned long>(g_baseCounter.load(std::memory_order_acquire)));
+        if (Detail::printWouldPass(4)) {
+            // Named as the routine that every read goes through.
+            Detail::logAt(4, __FILE__, "`anonymous-namespace'::initPerformanceQueryCount",
+                          __LINE__, "init freq: %lu, base time: %lu\n",
+                          static_cast<unsigned long>(frequency),
+                          static_cast<unsigned long>(g_baseCounter.load(std::memory_order_acquire)));
         }
         return frequency;
     }

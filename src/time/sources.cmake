@@ -1,3 +1,3 @@
 target_sources(kerna_obj PRIVATE
-    ${CMAKE_CURRENT_LIST_DIR}/MonotonicClock.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/MonotonicClock.cpp
 )

@@ -1,15 +1,16 @@
 // MonotonicClockTest.cpp - CTime's monotonic clock: first use, units, and the per-thread rule
 // that a reading never falls within a thread.
 
-#include <kerna/kerna3/Time.h>
+#include "kerna/kerna3/Time.h"
 
 #include <gtest/gtest.h>
 
 #include <thread>
 #include <vector>
 
-#include "LogCapture.h"
+#include "support/LogCapture.h"
 #include "ThreadTestSupport.h"
+#include "kerna/kerna3/testing/SimulatedClock.h"
 #include "time/MonotonicClock.h"
 
 using Tessaran::Kerna::CTime;
@@ -31,11 +32,13 @@ public:
 
 TEST(CTimeMonotonic, FirstUseLogsFrequencyAndBaseAndStartsAtZero)
 {
-    LogCapture log;
+    KernaTest::LogCapture log(4);
+    showFunctionNames();
     CounterSeam seam(5000000, 1000000);  // a microsecond counter at 5 s
     EXPECT_EQ(0u, CTime::getCurrentMilliSecond());
     EXPECT_EQ((std::vector<std::string>{"init freq: 1000000, base time: 5000000\n"}),
               log.messages());
+    EXPECT_TRUE(hasLineEndingWith(log, " initPerformanceQueryCount]init freq: 1000000, base time: 5000000\n"));
 
     FakeCounter::value.store(5001999);
     EXPECT_EQ(1u, CTime::getCurrentMilliSecond());  // truncated, not rounded
@@ -104,4 +107,20 @@ TEST(CTimeMonotonic, NeverFallsWithinAnyOfManyThreads)
         EXPECT_EQ(0, falls[t]) << "thread " << t;
         EXPECT_GT(last[t], 0u) << "thread " << t;
     }
+}
+
+TEST(CTimeMonotonic, SettingTheWallClockDoesNotMoveIt)
+{
+    unsigned long long ms = CTime::getCurrentMilliSecond();
+    unsigned long long us = CTime::getCurrentMicroSecond();
+    Tessaran::Kerna::Testing::jumpSimulatedClock(3600000);
+    unsigned long long msAfterJump = CTime::getCurrentMilliSecond();
+    Tessaran::Kerna::Testing::jumpSimulatedClock(-7200000);
+    unsigned long long usAfterJump = CTime::getCurrentMicroSecond();
+    // An hour either way on the wall clock; the monotonic readings move only by the time the
+    // calls took (allowed generously: a minute).
+    EXPECT_GE(msAfterJump, ms);
+    EXPECT_LT(msAfterJump - ms, 60000u);
+    EXPECT_GE(usAfterJump, us);
+    EXPECT_LT(usAfterJump - us, 60000000u);
 }

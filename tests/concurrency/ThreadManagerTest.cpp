@@ -1,10 +1,10 @@
 // ThreadManagerTest.cpp - the thread registry: its table, look-ups, time-outs, the singletons,
 // churn from many threads, and CThreadLoadingController's counters.
 
-#include <kerna/kerna3/ThreadManager.h>
+#include "kerna/kerna3/ThreadManager.h"
 
-#include <kerna/kerna3/Thread.h>
-#include <kerna/kerna3/Time.h>
+#include "kerna/kerna3/Thread.h"
+#include "kerna/kerna3/Time.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "LogCapture.h"
+#include "support/LogCapture.h"
 #include "ThreadTestSupport.h"
 #include "concurrency/ExitRoutine.h"
 #include "concurrency/ThreadLoadingController.h"
@@ -27,7 +27,7 @@ using Tessaran::Kerna::CThreadLite;
 using Tessaran::Kerna::CThreadLoadingController;
 using Tessaran::Kerna::CThreadManager;
 using Tessaran::Kerna::CTime;
-using Tessaran::Kerna::flex_string;
+using Tessaran::Kerna::String;
 using Tessaran::Kerna::ThreadManagerInternal;
 
 namespace {
@@ -82,8 +82,11 @@ TEST(CThreadManager, DumpBeforeAndAfterRegisterMainThread)
 {
     CThreadManager* manager = CThreadManager::instance();
     ASSERT_NE(nullptr, manager);
-    LogCapture log;
+    KernaTest::LogCapture log(4);
+    showFunctionNames();
     manager->dumpThreads();
+    EXPECT_TRUE(hasLineEndingWith(log, " dumpThreads]Threads:\n"));
+    EXPECT_TRUE(hasLineEndingWith(log, " dumpThreads]\n"));
     // Before registerMainThread the main row shows -1, always with 64 and "Normal".
     EXPECT_TRUE(threadRows(log.messages(),
                            "                    Main         -1   64  Normal\n")
@@ -151,7 +154,7 @@ TEST(CThreadManager, TableNamesAndTimeouts)
     }
 
     // Same names, told apart by identifier.
-    flex_string name("untouched");
+    String name("untouched");
     EXPECT_TRUE(manager->getThreadNameByID(firstId, name));
     EXPECT_STREQ("Twin", name.c_str());
     second.setThreadName("Twin-B");
@@ -166,13 +169,13 @@ TEST(CThreadManager, TableNamesAndTimeouts)
     slow.setTimeout(10);   // 5010
     first.setTimeout(20);  // 5020
     clock.set(5020);
-    flex_string names("stale text");
+    String names("stale text");
     EXPECT_TRUE(manager->getTimeOutThreads(names));
     char expected[64];
     std::snprintf(expected, sizeof(expected), "Slow(%d)", slowId);
     EXPECT_STREQ(expected, names.c_str());
 
-    LogCapture log;
+    KernaTest::LogCapture log(4);
     manager->dumpThreads();
     std::vector<std::string> rows = threadRows(log.messages(), log.messages().size() > 3
                                                                    ? log.messages()[3].c_str()
@@ -201,17 +204,17 @@ TEST(CThreadManager, RegistryUnderConcurrentChurn)
     CThreadManager* manager = CThreadManager::instance();
     std::atomic<bool> stop{false};
     std::atomic<long> reads{0};
-    LogCapture log;  // keeps the dumps off the console
+    KernaTest::LogCapture log(4);  // keeps the dumps off the console
     std::thread reader([&] {
         while (!stop.load()) {
             std::list<CThreadManager::ThreadInfo> infos;
             manager->getThreadsInfo(infos);
             for (const auto& info : infos) {
-                flex_string name;
+                String name;
                 manager->getThreadNameByID(info.id, name);
                 manager->hasThread(info.id);
             }
-            flex_string names;
+            String names;
             manager->getTimeOutThreads(names);
             manager->dumpThreads();
             log.clear();
@@ -288,7 +291,7 @@ TEST(CThreadManager, StressTwoThreadsTenThousandLiteObjects)
             destroyed.fetch_add(1);
         }
     };
-    LogCapture log;  // "has exited" lines of bodies that ended first stay off the console
+    KernaTest::LogCapture log(4);  // "has exited" lines of bodies that ended first stay off the console
     std::thread a(churn);
     std::thread b(churn);
     a.join();
@@ -304,11 +307,12 @@ TEST(CThreadManager, StressTwoThreadsTenThousandLiteObjects)
 
 TEST(CThreadManager, SingletonsLogWhenExitRegistrationIsRefused)
 {
-    LogCapture log;
+    KernaTest::LogCapture log(4);
     CThreadManager* first = CThreadManager::instance();
     EXPECT_EQ(first, CThreadManager::instance());
     EXPECT_TRUE(log.messages().empty());
 
+    showFunctionNames();
     Tessaran::Kerna::Detail::refuseExitRoutines(true);
     ThreadManagerInternal::resetFacade();
     CThreadManager* again = CThreadManager::instance();
@@ -321,6 +325,7 @@ TEST(CThreadManager, SingletonsLogWhenExitRegistrationIsRefused)
     EXPECT_EQ(again, CThreadManager::instance());
     EXPECT_EQ((std::vector<std::string>{"atexit failed!\n", "atexit failed!\n"}),
               log.messages());
+    EXPECT_TRUE(hasLineEndingWith(log, " instance]atexit failed!\n"));
     EXPECT_STREQ("ThreadLoadingControl", controller->getThreadName());
     EXPECT_TRUE(controller->isThreadOver());  // runs only while it holds entries
 }
@@ -328,7 +333,7 @@ TEST(CThreadManager, SingletonsLogWhenExitRegistrationIsRefused)
 TEST(CThreadLoadingController, CountersFollowTheShares)
 {
     CThreadLoadingController* controller = CThreadLoadingController::instance();
-    LogCapture log;
+    KernaTest::LogCapture log(4);
     EXPECT_FALSE(controller->addEntry(9, 1, 0));
     EXPECT_FALSE(controller->addEntry(9, -1, 1));
     EXPECT_EQ(2u, log.messages().size());

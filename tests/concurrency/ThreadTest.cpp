@@ -1,9 +1,9 @@
 // ThreadTest.cpp - CThread and CThreadLite: the state machine, its log lines, watch-dogs,
 // names, priorities, and forced termination.
 
-#include <kerna/kerna3/Thread.h>
-#include <kerna/kerna3/ThreadManager.h>
-#include <kerna/kerna3/Time.h>
+#include "kerna/kerna3/Thread.h"
+#include "kerna/kerna3/ThreadManager.h"
+#include "kerna/kerna3/Time.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <string>
 
-#include "LogCapture.h"
+#include "support/LogCapture.h"
 #include "ThreadTestSupport.h"
 #include "concurrency/ThreadInternal.h"
 #include "time/MonotonicClock.h"
@@ -75,7 +75,7 @@ TEST(CThread, NamesAreCutAndDefaulted)
 
 TEST(CThread, StartRestartAndDoubleDestroy)
 {
-    LogCapture log;
+    KernaTest::LogCapture log(4);
     ProbeThread thread("Worker", ProbeThread::loopUntilStopped);
     ASSERT_TRUE(thread.createThread());
     EXPECT_FALSE(thread.isThreadOver());
@@ -87,7 +87,7 @@ TEST(CThread, StartRestartAndDoubleDestroy)
     log.clear();
     EXPECT_FALSE(thread.createThread());
     EXPECT_EQ(
-        1, log.count(withThis("this:%p CThread::CreateThread() thread:%s is still running!\n",
+        1, countMessages(log, withThis("this:%p CThread::CreateThread() thread:%s is still running!\n",
                               &thread, "Worker")));
 
     EXPECT_TRUE(thread.destroyThread());
@@ -108,10 +108,33 @@ TEST(CThread, StartRestartAndDoubleDestroy)
     EXPECT_TRUE(thread.isThreadOver());
 }
 
+TEST(CThread, BodyLinesNameTheThread)
+{
+    KernaTest::LogCapture log(5);
+    showFunctionNames();
+    ProbeThread thread("Traced", [](ProbeThread&) {}, 70, 1);
+    ASSERT_TRUE(thread.createThread());
+    ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver(); }));
+    int id = thread.getThreadID();
+    char enter[128];
+    std::snprintf(enter, sizeof(enter),
+                  " InternalThreadBody]ThreadBody Enter name:Traced, id:%d, prior:R70, stack:0x",
+                  id);
+    bool found = false;
+    for (const std::string& line : log.lines()) {
+        found = found || line.find(enter) != std::string::npos;
+    }
+    EXPECT_TRUE(found) << enter;
+    char leave[128];
+    std::snprintf(leave, sizeof(leave), " InternalThreadBody]ThreadBody leave name:Traced, id:%d \n",
+                  id);
+    EXPECT_TRUE(hasLineEndingWith(log, leave)) << leave;
+}
+
 TEST(CThread, BodyThatReturnsAtOnceEndsOverAndRestartClearsDeadline)
 {
     FakeClock clock(500);
-    LogCapture log;
+    KernaTest::LogCapture log(4);
     ProbeThread thread("Quick", [](ProbeThread&) {});
     ASSERT_TRUE(thread.createThread());
     ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver(); }));
@@ -132,7 +155,7 @@ TEST(CThread, BodyThatReturnsAtOnceEndsOverAndRestartClearsDeadline)
 
 TEST(CThread, CancelIdleAndRunning)
 {
-    LogCapture log;
+    KernaTest::LogCapture log(4);
     ProbeThread thread("Cancelled", ProbeThread::loopUntilStopped);
     EXPECT_FALSE(thread.cancelThread());
     EXPECT_EQ(std::vector<std::string>{withThis(
@@ -147,7 +170,7 @@ TEST(CThread, CancelIdleAndRunning)
     ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver(); }));
     log.clear();
     EXPECT_FALSE(thread.destroyThread());
-    EXPECT_EQ(1, log.count(withThis("this:%p CThread::DestroyThread() thread:%s has exited!\n",
+    EXPECT_EQ(1, countMessages(log, withThis("this:%p CThread::DestroyThread() thread:%s has exited!\n",
                                     &thread, "Cancelled")));
 }
 
@@ -164,16 +187,16 @@ TEST(CThread, DestroyFromInsideThreadProcDoesNotWait)
     EXPECT_EQ(1, result.load());
     EXPECT_FALSE(loopAfter.load());
 
-    LogCapture log;
+    KernaTest::LogCapture log(4);
     EXPECT_FALSE(thread.destroyThread());
-    EXPECT_EQ(1, log.count(withThis(
+    EXPECT_EQ(1, countMessages(log, withThis(
                      "this:%p CThread::DestroyThread() thread:%s has been destroyed!\n", &thread,
                      "SelfStop")));
 }
 
 TEST(CThread, TerminateNeverStartedLogsBothLines)
 {
-    LogCapture log;
+    KernaTest::LogCapture log(4);
     ProbeThread thread("Never", ProbeThread::loopUntilStopped);
     EXPECT_FALSE(thread.terminateThread());
     EXPECT_EQ((std::vector<std::string>{
@@ -241,13 +264,13 @@ TEST(CThread, TerminateActsInsideASleep)
 
 TEST(CThread, FailedStartLeavesObjectRestartable)
 {
-    LogCapture log;
+    KernaTest::LogCapture log(4);
     ProbeThread thread("BadStack", ProbeThread::loopUntilStopped, 64, 0, -1);
     EXPECT_FALSE(thread.createThread());
-    EXPECT_EQ(1, log.count(withThis("this:%p create thread failed, errno:22\n", &thread)));
+    EXPECT_EQ(1, countMessages(log, withThis("this:%p create thread failed, errno:22\n", &thread)));
     EXPECT_TRUE(thread.isThreadOver());
     EXPECT_FALSE(thread.createThread());  // still refused, still no "is still running"
-    EXPECT_EQ(2, log.count(withThis("this:%p create thread failed, errno:22\n", &thread)));
+    EXPECT_EQ(2, countMessages(log, withThis("this:%p create thread failed, errno:22\n", &thread)));
 }
 
 TEST(CThread, EveryPriorityAndPolicyStarts)
@@ -311,7 +334,7 @@ TEST(CThread, SetCurrentTimeoutOnlyForRegisteredThreads)
 
 TEST(CThread, LoadChecksItsRange)
 {
-    LogCapture log;
+    KernaTest::LogCapture log(4);
     CThread::load(1);
     CThread::load(100);
     EXPECT_TRUE(log.messages().empty());
@@ -358,23 +381,23 @@ TEST(CThreadLite, RunsDelegateAndStopsInDestructor)
     }  // the destructor stops the running thread
     EXPECT_FALSE(CThreadManager::instance()->hasThread(id));
 
-    LogCapture log;
+    KernaTest::LogCapture log(4);
     {
         CThreadLite empty(CThreadLite::ThreadProc(), "Empty");
         ASSERT_TRUE(empty.createThread());
         ASSERT_TRUE(waitUntil([&] { return empty.isThreadOver(); }));
-        EXPECT_EQ(1, log.count(withThis("this:%p CThreadLite:%s has no thread function\n",
+        EXPECT_EQ(1, countMessages(log, withThis("this:%p CThreadLite:%s has no thread function\n",
                                         &empty, "Empty")));
     }
 }
 
 TEST(CThreadLite, DeletedFromItsOwnThread)
 {
-    LogCapture log;
+    KernaTest::LogCapture log(4);
     CThreadLite* lite = new CThreadLite(CThreadLite::ThreadProc(&deleteSelf), "Orphan");
     ASSERT_TRUE(lite->createThread());
     ASSERT_TRUE(waitUntil([&] { return g_selfDeleted.load(); }));
-    EXPECT_EQ(1, log.count(withThis("this:%p CThread::~CThread:%s destroyed from its own thread\n",
+    EXPECT_EQ(1, countMessages(log, withThis("this:%p CThread::~CThread:%s destroyed from its own thread\n",
                                     lite, "Orphan")));
     // The body ends after the owner went, and leaves the registry.
     std::list<CThreadManager::ThreadInfo> infos;

@@ -4,14 +4,16 @@
 #ifndef KERNA_TESTS_CONCURRENCY_THREADTESTSUPPORT_H_
 #define KERNA_TESTS_CONCURRENCY_THREADTESTSUPPORT_H_
 
-#include <kerna/kerna3/Thread.h>
-#include <kerna/kerna3/Time.h>
+#include "kerna/kerna3/Thread.h"
+#include "kerna/kerna3/Time.h"
 
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <string>
 #include <thread>
 
+#include "support/LogCapture.h"
 #include "time/MonotonicClock.h"
 
 /// Polls pred every millisecond for at most limitMs; returns its last value.
@@ -26,6 +28,38 @@ bool waitUntil(Pred pred, int limitMs = 10000)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+/// How many captured messages equal text.
+inline int countMessages(KernaTest::LogCapture& log, const std::string& text)
+{
+    int n = 0;
+    for (const std::string& message : log.messages()) {
+        n += message == text ? 1 : 0;
+    }
+    return n;
+}
+
+/// True if some captured line (with its prefix) ends with suffix.
+inline bool hasLineEndingWith(KernaTest::LogCapture& log, const std::string& suffix)
+{
+    for (const std::string& line : log.lines()) {
+        if (line.size() >= suffix.size() &&
+            line.compare(line.size() - suffix.size(), suffix.size(), suffix) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Print options that put the function name right before the closing bracket of the prefix.
+inline void showFunctionNames()
+{
+    Tessaran::Kerna::PrintOptions options = {};
+    options.noColor = true;
+    options.noLine = true;
+    options.showFunction = true;
+    Tessaran::Kerna::setPrintOptions(options);
 }
 
 /// A CThread whose body is a test-supplied function; records what the body saw.

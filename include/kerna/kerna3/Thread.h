@@ -9,8 +9,8 @@
 #ifndef KERNA_KERNA3_THREAD_H_
 #define KERNA_KERNA3_THREAD_H_
 
-#include <kerna/kerna3/Defs.h>
-#include <kerna/kerna3/Function.h>
+#include "kerna/kerna3/Defs.h"
+#include "kerna/kerna3/Function.h"
 
 namespace Tessaran {
 namespace Kerna {

@@ -7,8 +7,8 @@
 #ifndef KERNA_KERNA3_THREADMANAGER_H_
 #define KERNA_KERNA3_THREADMANAGER_H_
 
-#include <kerna/kerna3/Defs.h>
-#include <kerna/kerna3/String.h>
+#include "kerna/kerna3/Defs.h"
+#include "kerna/kerna3/FlexString.h"
 
 #include <list>
 
@@ -47,11 +47,11 @@ public:
 
     /// Copies the name of the registered thread with identifier id into name. False, with name
     /// untouched, when there is none.
-    bool getThreadNameByID(int id, flex_string& name);
+    bool getThreadNameByID(int id, String& name);
 
     /// Clears names, then appends "name(id)" for each thread past its deadline, with nothing
     /// between entries. True if there was any.
-    bool getTimeOutThreads(flex_string& names);
+    bool getTimeOutThreads(String& names);
 
     /// True if a registered thread has identifier id. The main thread counts only if it runs
     /// as a CThread.

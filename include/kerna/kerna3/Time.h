@@ -7,7 +7,7 @@
 #ifndef KERNA_KERNA3_TIME_H_
 #define KERNA_KERNA3_TIME_H_
 
-#include <kerna/kerna3/Defs.h>
+#include "kerna/kerna3/Defs.h"
 
 namespace Tessaran {
 namespace Kerna {

@@ -8,16 +8,14 @@
 
 #include "platform/Thread.h"
 
+#include "platform/Tls.h"
+
 #include <errno.h>
 #include <pthread.h>
-#include <sched.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <climits>
 
 namespace Tessaran {
 namespace Kerna {
@@ -60,16 +58,6 @@ public:
 
 namespace {
 
-thread_local int t_cachedTid = 0;
-
-int readTid()
-{
-    if (t_cachedTid == 0) {
-        t_cachedTid = static_cast<int>(syscall(SYS_gettid));
-    }
-    return t_cachedTid;
-}
-
 // Marks the record done when the body ends, by return or by a kill's unwind.
 class DoneMark {
 public:
@@ -96,7 +84,7 @@ extern "C" void* threadStart(void* argument)
     ThreadHandle* handle = static_cast<ThreadHandle*>(argument);
     DoneMark mark(handle);
     pthread_mutex_lock(&handle->mutex);
-    handle->tid = readTid();
+    handle->tid = static_cast<int>(currentThreadId());
     handle->started = true;
     pthread_cond_broadcast(&handle->cond);
     pthread_mutex_unlock(&handle->mutex);
@@ -248,25 +236,6 @@ void testCancel()
 void disableCancel()
 {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-}
-
-int currentThreadId()
-{
-    return readTid();
-}
-
-void sleepMilliSeconds(int milliSeconds)
-{
-    if (milliSeconds < 0) {
-        return;
-    }
-    if (milliSeconds == 0) {
-        sched_yield();
-        return;
-    }
-    timespec deadline = deadlineAfter(static_cast<unsigned int>(milliSeconds));
-    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) == EINTR) {
-    }
 }
 
 }  // namespace Platform
