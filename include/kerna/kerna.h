@@ -16,5 +16,6 @@
 #include "kerna/kerna3/Process.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
 #include "kerna/kerna3/FlexString.h"
+#include "kerna/kerna3/Timer.h"
 
 #endif  // KERNA_KERNA_H_

@@ -8,6 +8,7 @@
 #include "concurrency/FunctionReuse.h"
 #include "concurrency/ThreadLoadingController.h"
 #include "kerna/kerna3/ThreadManager.h"
+#include "kerna/kerna3/Timer.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -20,6 +21,7 @@ public:
         // The order below is the library's start order; each subsystem adds its line in place.
         functionReuseSlot();
         CThreadManager::instance();
+        CTimerManager::instance();  // starts the "TimerManager" thread
         CThreadLoadingController::instance();
     }
 };
