@@ -98,13 +98,24 @@ void InternalThreadBody(void* argument)
     thread->manager->registerThread(thread);
     BodyExit exit(thread);
     int stackMark = 0;
+    // The name may be changed by another thread at any time (a timer's worker is renamed for each
+    // call): read it under the thread's lock.
+    char name[sizeof thread->name];
+    {
+        CGuard guard(thread->mutex);
+        std::memcpy(name, thread->name, sizeof name);
+    }
     KERNA_LOG_AS(5, "`anonymous-namespace'::InternalThreadBody",
-                 "ThreadBody Enter name:%s, id:%d, prior:%s%d, stack:%p\n", thread->name,
+                 "ThreadBody Enter name:%s, id:%d, prior:%s%d, stack:%p\n", name,
                  thread->id.load(), thread->policy == 1 ? "R" : "N", thread->priority,
                  static_cast<void*>(&stackMark));
     thread->runOwner();
+    {
+        CGuard guard(thread->mutex);
+        std::memcpy(name, thread->name, sizeof name);
+    }
     KERNA_LOG_AS(5, "`anonymous-namespace'::InternalThreadBody",
-                 "ThreadBody leave name:%s, id:%d \n", thread->name, thread->id.load());
+                 "ThreadBody leave name:%s, id:%d \n", name, thread->id.load());
 }
 
 }  // namespace

@@ -53,11 +53,15 @@ CTimerThread::CTimerThread(TimerManagerInternal& manager)
     : CThread(pooledName, 64, 0, 0), semaphore(0), m_manager(manager) {}
 
 CTimerThread::~CTimerThread() {
-    if (!isThreadOver()) {
-        exit.store(true);
-        semaphore.post();
-        destroyThread();
-    }
+    // The body uses the semaphore and the exit flag: it must be over before they go.
+    if (!isThreadOver()) finish();
+    while (!isThreadOver()) CThread::sleep(1);
+}
+
+void CTimerThread::finish() {
+    cancelThread();
+    exit.store(true);
+    semaphore.post();
 }
 
 void CTimerThread::threadProc() {
@@ -95,7 +99,7 @@ TimerManagerInternal::~TimerManagerInternal() {
     while (idleHead != nullptr) {
         CTimerThread* worker = idleHead;
         idleHead = worker->next;
-        delete worker;  // sets exit, posts and waits for the body
+        delete worker;  // ends the body and waits for it
     }
     idleCount = 0;
 }
@@ -241,10 +245,8 @@ void TimerManagerInternal::putTimerThread(CTimerThread* pThread) {
     mutex.leave();
     while (cut != nullptr) {
         CTimerThread* following = cut->next;
-        cut->exit.store(true);
-        cut->semaphore.post();
-        cut->destroyThread();
-        delete cut;
+        cut->finish();
+        delete cut;  // waits for the body to end
         cut = following;
     }
 }

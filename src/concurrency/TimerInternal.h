@@ -45,6 +45,8 @@ class CTimerThread : public CThread {
 public:
     explicit CTimerThread(TimerManagerInternal& manager);
     ~CTimerThread() override;
+    /// Asks the body to end: clears the loop flag, sets `exit` and wakes it. Does not wait.
+    void finish();
 
     TFunction1<void, unsigned long> procValue;
     TFunction1<void, void*> procPointer;
