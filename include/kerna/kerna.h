@@ -19,5 +19,7 @@
 #include "kerna/kerna3/Error.h"
 #include "kerna/kerna3/Time.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
+#include "kerna/kerna3/FlexString.h"
+#include "kerna/kerna3/Timer.h"
 
 #endif  // KERNA_KERNA_H_

@@ -1,12 +1,15 @@
 // LogCapture.h
 //
-// Test helper: takes the place of the console through setLogPrinter and keeps every line, and
-// puts the print settings back to their defaults when it goes.
+// Test helper: takes the place of the console through setLogPrinter and keeps the lines printed
+// on the thread that made it (or on every thread, if asked), and puts the print settings back to
+// their defaults when it goes. The library's own threads (the timer manager, pooled workers) may
+// print at any time; a test that looks at other threads' lines filters them itself.
 #ifndef KERNA_TESTS_SUPPORT_LOGCAPTURE_H_
 #define KERNA_TESTS_SUPPORT_LOGCAPTURE_H_
 
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "kerna/kerna3/PrintLog.h"
@@ -15,7 +18,8 @@ namespace KernaTest {
 
 class LogCapture {
 public:
-    explicit LogCapture(int printLevel = 6) {
+    explicit LogCapture(int printLevel = 6, bool allThreads = false)
+        : m_owner(std::this_thread::get_id()), m_allThreads(allThreads) {
         Tessaran::Kerna::PrintOptions options = {};
         options.noColor = true;
         Tessaran::Kerna::setPrintOptions(options);
@@ -59,9 +63,12 @@ public:
 
 private:
     void onLine(const char* line) {
+        if (!m_allThreads && std::this_thread::get_id() != m_owner) return;
         std::lock_guard<std::mutex> guard(m_lock);
         m_lines.push_back(line);
     }
+    std::thread::id m_owner;
+    bool m_allThreads;
     std::mutex m_lock;
     std::vector<std::string> m_lines;
 };

@@ -20,6 +20,9 @@ extern const Command commands[];
 int cmdVersion(int argc, char** argv);
 int cmdDemo(int argc, char** argv);
 
+/// Scenes of the demo, one per subsystem.
+void demoTimers();
+
 }  // namespace KernaTool
 
 #endif  // KERNA_TOOLS_KERNA_COMMANDS_H_

@@ -3,7 +3,9 @@
 // CTime, the library's calendar value: a Gregorian date and time from 1970 to 2106 held as
 // broken-down fields (the records SystemTime and SystemTimeEx), with the conversion to and from
 // seconds since 1970, arithmetic and comparison in seconds, the process-wide default text format,
-// and format and parse. The same class carries the monotonic clock as static members.
+// and format and parse. The same class carries the monotonic clock as static members: milliseconds
+// and microseconds since its first use in the process, never falling within a thread and not moved
+// by setting the wall clock; timers, watch-dogs and idle checks run on it.
 
 #ifndef KERNA_KERNA3_TIME_H_
 #define KERNA_KERNA3_TIME_H_
