@@ -20,6 +20,9 @@ extern const Command commands[];
 int cmdVersion(int argc, char** argv);
 int cmdDemo(int argc, char** argv);
 
+/// The threads scene of `kerna demo`.
+void demoThreads();
+
 }  // namespace KernaTool
 
 #endif  // KERNA_TOOLS_KERNA_COMMANDS_H_
