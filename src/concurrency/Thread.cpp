@@ -179,7 +179,13 @@ bool CThread::createThread() {
         thread->handle = nullptr;
     }
     while (thread->running.load() != 0 && !thread->loop.load()) {
-        // A previous body is still ending.
+        // A previous body is still ending. On its own thread it would end only after this call.
+        if (thread->id.load() == currentThreadId()) {
+            thread->mutex.leave();
+            KERNA_LOG(3, "this:%p CThread::CreateThread() thread:%s is still running!\n", this,
+                      thread->name);
+            return false;
+        }
         thread->mutex.leave();
         Platform::sleepMs(1);
         thread->mutex.enter();

@@ -171,14 +171,18 @@ TEST(CThread, CancelIdleAndRunning) {
 TEST(CThread, DestroyFromInsideThreadProcDoesNotWait) {
     std::atomic<int> result{-1};
     std::atomic<bool> loopAfter{true};
+    std::atomic<int> restart{-1};
     ProbeThread thread("SelfStop", [&](ProbeThread& self) {
         result.store(self.destroyThread() ? 1 : 0);
         loopAfter.store(self.looping());
+        // Restarting from inside the ending body would wait for itself: refused.
+        restart.store(self.createThread() ? 1 : 0);
     });
     ASSERT_TRUE(thread.createThread());
     ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver(); }));
     EXPECT_EQ(1, result.load());
     EXPECT_FALSE(loopAfter.load());
+    EXPECT_EQ(0, restart.load());
 
     KernaTest::LogCapture log(4);
     EXPECT_FALSE(thread.destroyThread());
