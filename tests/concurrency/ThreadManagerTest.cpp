@@ -82,7 +82,8 @@ TEST(CThreadManager, DumpBeforeAndAfterRegisterMainThread) {
     manager->dumpThreads();
     EXPECT_TRUE(hasLineEndingWith(log, " dumpThreads]Threads:\n"));
     EXPECT_TRUE(hasLineEndingWith(log, " dumpThreads]\n"));
-    // Before registerMainThread the main row shows -1, always with 64 and "Normal".
+    // Before registerMainThread the main row shows -1, always with 64 and "Normal" (this needs
+    // a process in which no test has registered a main thread yet, as CTest gives each test).
     EXPECT_TRUE(
         threadRows(log.messages(), "                    Main         -1   64  Normal\n").empty());
 

@@ -380,6 +380,7 @@ TEST(CThreadLite, RunsDelegateAndStopsInDestructor) {
 
 TEST(CThreadLite, DeletedFromItsOwnThread) {
     KernaTest::LogCapture log(4);
+    g_selfDeleted.store(false);
     CThreadLite* lite = new CThreadLite(CThreadLite::ThreadProc(&deleteSelf), "Orphan");
     ASSERT_TRUE(lite->createThread());
     ASSERT_TRUE(waitUntil([&] { return g_selfDeleted.load(); }));
