@@ -3,27 +3,19 @@
 // Only POSIX code; no library logic.
 //
 // Every thread is detached. Its ThreadHandle is shared between the creator and the thread by a
-// reference count, so the record stays valid for whichever side finishes last. The done word in
-// the record plays the part of a waitable thread handle. The two hand-overs of a thread's life
-// (identifier published, body ended) are atomic words with futex waits on them: a waiter sleeps
-// only while the word still holds its old value, and a waker calls the kernel only when someone
-// sleeps, which keeps a start and stop to a few system calls.
+// reference count, so the record stays valid for whichever side finishes last. The done flag
+// and exit code in the record play the part of a waitable thread handle.
 
 #include "platform/Thread.h"
 
+#include "platform/Tls.h"
+
 #include <errno.h>
-#include <linux/futex.h>
 #include <pthread.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <climits>
-#include <cstdint>
-
-#include "platform/Tls.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -33,9 +25,13 @@ namespace Platform {
 class ThreadHandle {
 public:
     ThreadHandle(ThreadEntry entryIn, void* argumentIn) : entry(entryIn), argument(argumentIn) {
-        pthread_mutex_init(&killLock, nullptr);
+        pthread_mutex_init(&mutex, nullptr);
+        pthread_cond_init(&cond, nullptr);
     }
-    ~ThreadHandle() { pthread_mutex_destroy(&killLock); }
+    ~ThreadHandle() {
+        pthread_cond_destroy(&cond);
+        pthread_mutex_destroy(&mutex);
+    }
     ThreadHandle(const ThreadHandle&) = delete;
     ThreadHandle& operator=(const ThreadHandle&) = delete;
 
@@ -49,28 +45,15 @@ public:
     void* argument;
     pthread_t thread{};
     std::atomic<int> refs{2};  // the creator's and the thread's
-    int tid = -1;              // written before `started`, constant afterwards
-    std::atomic<uint32_t> started{0};
-    std::atomic<uint32_t> done{0};     // the body has ended
-    std::atomic<int> doneWaiters{0};   // threads asleep (or about to sleep) on `done`
-    pthread_mutex_t killLock;          // a kill and the marking of `done` exclude each other
+    pthread_mutex_t mutex;
+    pthread_cond_t cond;
+    int tid = -1;          // under mutex until published, constant afterwards
+    bool started = false;  // tid published
+    bool done = false;     // the body has ended
+    unsigned int exitCode = kThreadStillActive;
 };
 
 namespace {
-
-// Sleeps while *word holds `expected`, until woken or (with a deadline) the monotonic clock
-// passes it. Returns false when the deadline passed.
-bool futexWait(std::atomic<uint32_t>* word, uint32_t expected, const timespec* deadline) {
-    long rc = syscall(SYS_futex, reinterpret_cast<uint32_t*>(word),
-                      FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG, expected, deadline, nullptr,
-                      FUTEX_BITSET_MATCH_ANY);
-    return !(rc == -1 && errno == ETIMEDOUT);
-}
-
-void futexWakeAll(std::atomic<uint32_t>* word) {
-    syscall(SYS_futex, reinterpret_cast<uint32_t*>(word), FUTEX_WAKE | FUTEX_PRIVATE_FLAG, INT_MAX,
-            nullptr, nullptr, 0);
-}
 
 // Marks the record done when the body ends, by return or by a kill's unwind.
 class DoneMark {
@@ -80,14 +63,11 @@ public:
     DoneMark& operator=(const DoneMark&) = delete;
     ~DoneMark() {
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-        pthread_mutex_lock(&m_handle->killLock);
-        m_handle->done.store(1);
-        pthread_mutex_unlock(&m_handle->killLock);
-        // A waiter counts itself before it tests `done`; both sides use sequentially consistent
-        // operations, so either it sees `done` or this sees it counted.
-        if (m_handle->doneWaiters.load() > 0) {
-            futexWakeAll(&m_handle->done);
-        }
+        pthread_mutex_lock(&m_handle->mutex);
+        m_handle->done = true;
+        m_handle->exitCode = 0;
+        pthread_cond_broadcast(&m_handle->cond);
+        pthread_mutex_unlock(&m_handle->mutex);
         m_handle->release();
     }
 
@@ -98,9 +78,11 @@ private:
 extern "C" void* threadStart(void* argument) {
     ThreadHandle* handle = static_cast<ThreadHandle*>(argument);
     DoneMark mark(handle);
+    pthread_mutex_lock(&handle->mutex);
     handle->tid = static_cast<int>(currentThreadId());
-    handle->started.store(1);
-    futexWakeAll(&handle->started);
+    handle->started = true;
+    pthread_cond_broadcast(&handle->cond);
+    pthread_mutex_unlock(&handle->mutex);
     handle->entry(handle->argument);
     return nullptr;
 }
@@ -175,16 +157,20 @@ ThreadHandle* startThread(ThreadEntry entry, void* argument, int stackSize, int*
         errno = err;
         return nullptr;
     }
-    while (handle->started.load() == 0) {
-        futexWait(&handle->started, 0, nullptr);
+    pthread_mutex_lock(&handle->mutex);
+    while (!handle->started) {
+        pthread_cond_wait(&handle->cond, &handle->mutex);
     }
+    pthread_mutex_unlock(&handle->mutex);
     if (error != nullptr) {
         *error = 0;
     }
     return handle;
 }
 
-void retainThread(ThreadHandle* handle) { handle->refs.fetch_add(1, std::memory_order_relaxed); }
+void retainThread(ThreadHandle* handle) {
+    handle->refs.fetch_add(1, std::memory_order_relaxed);
+}
 
 void closeThread(ThreadHandle* handle) {
     if (handle != nullptr) {
@@ -192,22 +178,29 @@ void closeThread(ThreadHandle* handle) {
     }
 }
 
-int threadIdOf(const ThreadHandle* handle) { return handle->tid; }
+int threadIdOf(const ThreadHandle* handle) {
+    return handle->tid;
+}
 
 unsigned int threadExitCode(ThreadHandle* handle) {
-    return handle->done.load() != 0 ? 0 : kThreadStillActive;
+    pthread_mutex_lock(&handle->mutex);
+    unsigned int code = handle->exitCode;
+    pthread_mutex_unlock(&handle->mutex);
+    return code;
 }
 
 bool waitThread(ThreadHandle* handle, unsigned int milliSeconds) {
     timespec deadline = deadlineAfter(milliSeconds);
-    handle->doneWaiters.fetch_add(1);
-    while (handle->done.load() == 0) {
-        if (!futexWait(&handle->done, 0, &deadline)) {
+    pthread_mutex_lock(&handle->mutex);
+    while (!handle->done) {
+        int rc = pthread_cond_clockwait(&handle->cond, &handle->mutex, CLOCK_MONOTONIC, &deadline);
+        if (rc == ETIMEDOUT) {
             break;
         }
     }
-    handle->doneWaiters.fetch_sub(1);
-    return handle->done.load() != 0;
+    bool done = handle->done;
+    pthread_mutex_unlock(&handle->mutex);
+    return done;
 }
 
 int setThreadPriority(ThreadHandle* handle, int level) {
@@ -220,16 +213,20 @@ int setThreadPriority(ThreadHandle* handle, int level) {
 
 int killThread(ThreadHandle* handle) {
     // A finished thread's pthread_t may already name another thread: cancel only while the
-    // record says the body still runs; the body marks done under the same lock.
-    pthread_mutex_lock(&handle->killLock);
-    int rc = handle->done.load() != 0 ? ESRCH : pthread_cancel(handle->thread);
-    pthread_mutex_unlock(&handle->killLock);
+    // record says the body still runs; the body marks done under the same mutex.
+    pthread_mutex_lock(&handle->mutex);
+    int rc = handle->done ? ESRCH : pthread_cancel(handle->thread);
+    pthread_mutex_unlock(&handle->mutex);
     return rc;
 }
 
-void testCancel() { pthread_testcancel(); }
+void testCancel() {
+    pthread_testcancel();
+}
 
-void disableCancel() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); }
+void disableCancel() {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+}
 
 }  // namespace Platform
 }  // namespace Detail
