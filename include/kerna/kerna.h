@@ -21,5 +21,8 @@
 #include "kerna/kerna3/testing/SimulatedClock.h"
 #include "kerna/kerna3/FlexString.h"
 #include "kerna/kerna3/Timer.h"
+#include "kerna/kerna3/Thread.h"
+#include "kerna/kerna3/ThreadManager.h"
+#include "kerna/kerna3/Time.h"
 
 #endif  // KERNA_KERNA_H_

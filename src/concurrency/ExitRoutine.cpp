@@ -13,16 +13,14 @@ namespace {
 std::atomic<bool> g_refuse{false};
 }
 
-bool registerExitRoutine(void (*routine)())
-{
+bool registerExitRoutine(void (*routine)()) {
     if (routine == nullptr || g_refuse.load()) {
         return false;
     }
     return std::atexit(routine) == 0;
 }
 
-void refuseExitRoutines(bool refuse)
-{
+void refuseExitRoutines(bool refuse) {
     g_refuse.store(refuse);
 }
 

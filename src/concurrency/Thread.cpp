@@ -25,8 +25,7 @@ namespace Kerna {
 
 namespace Detail {
 
-int threadPlatformLevel(int policy, int priority)
-{
+int threadPlatformLevel(int policy, int priority) {
     if (policy == 1) {
         return 15;
     }
@@ -47,14 +46,13 @@ namespace {
 namespace Platform = Detail::Platform;
 
 // Logs under a function name of our choosing rather than the compiler's.
-#define KERNA_LOG_AS(level, function, ...)                                                  \
-    do {                                                                                    \
-        if (::Tessaran::Kerna::Detail::printWouldPass(level))                               \
+#define KERNA_LOG_AS(level, function, ...)                                                      \
+    do {                                                                                        \
+        if (::Tessaran::Kerna::Detail::printWouldPass(level))                                   \
             ::Tessaran::Kerna::Detail::logAt(level, __FILE__, function, __LINE__, __VA_ARGS__); \
     } while (0)
 
-int currentThreadId()
-{
+int currentThreadId() {
     return static_cast<int>(Platform::currentThreadId());
 }
 
@@ -69,8 +67,7 @@ public:
     explicit BodyExit(ThreadInternal* thread) : m_thread(thread) {}
     BodyExit(const BodyExit&) = delete;
     BodyExit& operator=(const BodyExit&) = delete;
-    ~BodyExit()
-    {
+    ~BodyExit() {
         Platform::disableCancel();
         m_thread->manager->unregisterThread(m_thread);
         if (m_thread->orphaned) {
@@ -87,8 +84,7 @@ private:
     ThreadInternal* m_thread;
 };
 
-void InternalThreadBody(void* argument)
-{
+void InternalThreadBody(void* argument) {
     ThreadInternal* thread = static_cast<ThreadInternal*>(argument);
     {
         CGuard guard(thread->mutex);
@@ -120,36 +116,30 @@ void InternalThreadBody(void* argument)
 
 }  // namespace
 
-ThreadInternal::ThreadInternal(CThread* ownerIn, const char* nameIn, int priorityIn,
-                               int policyIn, int stackSizeIn)
+ThreadInternal::ThreadInternal(CThread* ownerIn, const char* nameIn, int priorityIn, int policyIn,
+                               int stackSizeIn)
     : policy(policyIn),
       priority(priorityIn),
       stackSize(stackSizeIn),
       manager(ThreadManagerInternal::instance()),
-      owner(ownerIn)
-{
+      owner(ownerIn) {
     storeName(nameIn);
     manager->objectCreated();
 }
 
-ThreadInternal::~ThreadInternal()
-{
+ThreadInternal::~ThreadInternal() {
     manager->objectDestroyed();
 }
 
-void ThreadInternal::storeName(const char* nameIn)
-{
+void ThreadInternal::storeName(const char* nameIn) {
     std::memset(name, 0, sizeof(name));
     std::strncpy(name, nameIn != nullptr ? nameIn : "Nonamed", sizeof(name) - 1);
 }
 
 CThread::CThread(const char* name, int priority, int policy, int stackSize)
-    : m_internal(new ThreadInternal(this, name, priority, policy, stackSize))
-{
-}
+    : m_internal(new ThreadInternal(this, name, priority, policy, stackSize)) {}
 
-CThread::~CThread()
-{
+CThread::~CThread() {
     ThreadInternal* thread = m_internal;
     bool loop;
     {
@@ -186,8 +176,7 @@ CThread::~CThread()
     m_internal = nullptr;
 }
 
-bool CThread::createThread()
-{
+bool CThread::createThread() {
     ThreadInternal* thread = m_internal;
     thread->mutex.enter();
     if (thread->loop.load()) {
@@ -201,7 +190,13 @@ bool CThread::createThread()
         thread->handle = nullptr;
     }
     while (thread->running.load() != 0 && !thread->loop.load()) {
-        // A previous body is still ending.
+        // A previous body is still ending. On its own thread it would end only after this call.
+        if (thread->id.load() == currentThreadId()) {
+            thread->mutex.leave();
+            KERNA_LOG(3, "this:%p CThread::CreateThread() thread:%s is still running!\n", this,
+                      thread->name);
+            return false;
+        }
         thread->mutex.leave();
         Platform::sleepMs(1);
         thread->mutex.enter();
@@ -247,8 +242,7 @@ bool CThread::createThread()
     return true;
 }
 
-bool CThread::destroyThread()
-{
+bool CThread::destroyThread() {
     ThreadInternal* thread = m_internal;
     thread->mutex.enter();
     if (thread->destroyed.load()) {
@@ -288,8 +282,7 @@ bool CThread::destroyThread()
     return true;
 }
 
-bool CThread::terminateThread()
-{
+bool CThread::terminateThread() {
     destroyThread();
     ThreadInternal* thread = m_internal;
     CGuard guard(thread->mutex);
@@ -300,8 +293,7 @@ bool CThread::terminateThread()
     return Platform::killThread(thread->handle) == 0;
 }
 
-bool CThread::cancelThread()
-{
+bool CThread::cancelThread() {
     ThreadInternal* thread = m_internal;
     {
         CGuard guard(thread->mutex);
@@ -314,39 +306,31 @@ bool CThread::cancelThread()
     return false;
 }
 
-bool CThread::isThreadOver()
-{
+bool CThread::isThreadOver() {
     return m_internal->running.load() == 0 && !m_internal->loop.load();
 }
 
-bool CThread::looping() const
-{
+bool CThread::looping() const {
     Platform::testCancel();
     return m_internal->loop.load();
 }
 
-int CThread::getThreadID()
-{
+int CThread::getThreadID() {
     return m_internal->id.load();
 }
 
-char const* CThread::getThreadName()
-{
+char const* CThread::getThreadName() {
     return m_internal->name;
 }
 
-void CThread::setThreadName(const char* name)
-{
+void CThread::setThreadName(const char* name) {
     CGuard guard(m_internal->mutex);
     m_internal->storeName(name);
 }
 
-void CThread::enableStackSize()
-{
-}
+void CThread::enableStackSize() {}
 
-void CThread::setTimeout(int milliSeconds)
-{
+void CThread::setTimeout(int milliSeconds) {
     if (milliSeconds == 0) {
         m_internal->expiry.store(0);
         return;
@@ -354,58 +338,48 @@ void CThread::setTimeout(int milliSeconds)
     setTimeout(milliSeconds, CTime::getCurrentMilliSecond());
 }
 
-void CThread::setTimeout(int milliSeconds, unsigned long long now)
-{
+void CThread::setTimeout(int milliSeconds, unsigned long long now) {
     // Signed milliseconds are added with their sign; unsigned arithmetic wraps, never traps.
-    m_internal->expiry.store(milliSeconds == 0
-                                 ? 0
-                                 : now + static_cast<unsigned long long>(
-                                             static_cast<long long>(milliSeconds)));
+    m_internal->expiry.store(milliSeconds == 0 ? 0
+                                               : now + static_cast<unsigned long long>(
+                                                           static_cast<long long>(milliSeconds)));
 }
 
-bool CThread::isTimeout()
-{
+bool CThread::isTimeout() {
     CGuard guard(m_internal->mutex);
     unsigned long long expiry = m_internal->expiry.load();
     return expiry != 0 && expiry < CTime::getCurrentMilliSecond();
 }
 
-int CThread::shareSocket(int socket)
-{
+int CThread::shareSocket(int socket) {
     return socket;
 }
 
-int CThread::getCurrentThreadID()
-{
+int CThread::getCurrentThreadID() {
     return currentThreadId();
 }
 
-bool CThread::setCurrentTimeout(int milliSeconds)
-{
-    ThreadInternal* thread =
-        ThreadManagerInternal::instance()->findThread(currentThreadId());
+bool CThread::setCurrentTimeout(int milliSeconds) {
+    ThreadInternal* thread = ThreadManagerInternal::instance()->findThread(currentThreadId());
     if (thread == nullptr) {
         return false;
     }
     // The calling thread's own object cannot leave the registry meanwhile.
     CGuard guard(thread->mutex);
-    thread->expiry.store(milliSeconds == 0
-                             ? 0
-                             : CTime::getCurrentMilliSecond() +
-                                   static_cast<unsigned long long>(
-                                       static_cast<long long>(milliSeconds)));
+    thread->expiry.store(milliSeconds == 0 ? 0
+                                           : CTime::getCurrentMilliSecond() +
+                                                 static_cast<unsigned long long>(
+                                                     static_cast<long long>(milliSeconds)));
     return true;
 }
 
-void CThread::sleep(int milliSeconds)
-{
+void CThread::sleep(int milliSeconds) {
     if (milliSeconds >= 0) {
         Platform::sleepMs(static_cast<uint32_t>(milliSeconds));
     }
 }
 
-void CThread::load(int percent)
-{
+void CThread::load(int percent) {
     if (percent < 1 || percent > 100) {
         KERNA_LOG(2, "thread load percent:%d is invalid!\n", percent);
     }
@@ -417,14 +391,10 @@ public:
     CThreadLite::ThreadProc proc;
 };
 
-CThreadLite::CThreadLite(ThreadProc proc, const char* name, int priority, int policy,
-                         int stackSize)
-    : CThread(name, priority, policy, stackSize), m_internal(new ThreadLiteInternal(proc))
-{
-}
+CThreadLite::CThreadLite(ThreadProc proc, const char* name, int priority, int policy, int stackSize)
+    : CThread(name, priority, policy, stackSize), m_internal(new ThreadLiteInternal(proc)) {}
 
-CThreadLite::~CThreadLite()
-{
+CThreadLite::~CThreadLite() {
     if (!isThreadOver()) {
         destroyThread();
     }
@@ -432,8 +402,7 @@ CThreadLite::~CThreadLite()
     m_internal = nullptr;
 }
 
-void CThreadLite::threadProc()
-{
+void CThreadLite::threadProc() {
     if (m_internal->proc.empty()) {
         KERNA_LOG(2, "this:%p CThreadLite:%s has no thread function\n", this, getThreadName());
         return;

@@ -14,16 +14,14 @@ namespace {
 
 std::atomic<CThreadLoadingController*> g_controller{nullptr};
 
-CMutex& controllerCreationLock()
-{
+CMutex& controllerCreationLock() {
     static CMutex* lock = new CMutex;
     return *lock;
 }
 
 }  // namespace
 
-CThreadLoadingController* CThreadLoadingController::instance()
-{
+CThreadLoadingController* CThreadLoadingController::instance() {
     CThreadLoadingController* controller = g_controller.load(std::memory_order_acquire);
     if (controller == nullptr) {
         CGuard guard(controllerCreationLock());
@@ -39,25 +37,20 @@ CThreadLoadingController* CThreadLoadingController::instance()
     return controller;
 }
 
-void CThreadLoadingController::resetInstance()
-{
+void CThreadLoadingController::resetInstance() {
     CGuard guard(controllerCreationLock());
     delete g_controller.exchange(nullptr);
 }
 
-CThreadLoadingController::CThreadLoadingController() : CThread("ThreadLoadingControl", 1, 1, 0)
-{
-}
+CThreadLoadingController::CThreadLoadingController() : CThread("ThreadLoadingControl", 1, 1, 0) {}
 
-CThreadLoadingController::~CThreadLoadingController()
-{
+CThreadLoadingController::~CThreadLoadingController() {
     if (!isThreadOver()) {
         destroyThread();
     }
 }
 
-bool CThreadLoadingController::addEntry(unsigned long long key, int runShare, int stopShare)
-{
+bool CThreadLoadingController::addEntry(unsigned long long key, int runShare, int stopShare) {
     // A tie goes to stopTicks, so a cycle with no stop share would never close.
     if (runShare < 0 || stopShare < 1) {
         KERNA_LOG(2, "this:%p invalid shares run:%d stop:%d\n", this, runShare, stopShare);
@@ -73,8 +66,7 @@ bool CThreadLoadingController::addEntry(unsigned long long key, int runShare, in
     return true;
 }
 
-bool CThreadLoadingController::removeEntry(unsigned long long key)
-{
+bool CThreadLoadingController::removeEntry(unsigned long long key) {
     bool empty;
     {
         CGuard guard(m_mutex);
@@ -89,8 +81,7 @@ bool CThreadLoadingController::removeEntry(unsigned long long key)
     return true;
 }
 
-bool CThreadLoadingController::getEntry(unsigned long long key, Entry& entry)
-{
+bool CThreadLoadingController::getEntry(unsigned long long key, Entry& entry) {
     CGuard guard(m_mutex);
     auto found = m_entries.find(key);
     if (found == m_entries.end()) {
@@ -100,8 +91,7 @@ bool CThreadLoadingController::getEntry(unsigned long long key, Entry& entry)
     return true;
 }
 
-void CThreadLoadingController::tick()
-{
+void CThreadLoadingController::tick() {
     CGuard guard(m_mutex);
     for (auto& item : m_entries) {
         Entry& entry = item.second;
@@ -119,8 +109,7 @@ void CThreadLoadingController::tick()
     }
 }
 
-void CThreadLoadingController::threadProc()
-{
+void CThreadLoadingController::threadProc() {
     while (looping()) {
         tick();
         sleep(1);

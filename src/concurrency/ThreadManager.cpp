@@ -23,21 +23,18 @@ std::atomic<CThreadManager*> g_facade{nullptr};
 
 // The creation locks are made on first use and never freed: exit routines and late threads
 // may still come through instance().
-CMutex& registryCreationLock()
-{
+CMutex& registryCreationLock() {
     static CMutex* lock = new CMutex;
     return *lock;
 }
 
-CMutex& facadeCreationLock()
-{
+CMutex& facadeCreationLock() {
     static CMutex* lock = new CMutex;
     return *lock;
 }
 
 // Fills info from thread; the caller holds the registry's mutex, this takes the thread's.
-void readInfo(ThreadInternal* thread, CThreadManager::ThreadInfo& info)
-{
+void readInfo(ThreadInternal* thread, CThreadManager::ThreadInfo& info) {
     std::memset(&info, 0, sizeof(info));
     CGuard guard(thread->mutex);
     std::memcpy(info.name, thread->name, sizeof(info.name));
@@ -52,8 +49,7 @@ void readInfo(ThreadInternal* thread, CThreadManager::ThreadInfo& info)
 
 }  // namespace
 
-ThreadManagerInternal* ThreadManagerInternal::instance()
-{
+ThreadManagerInternal* ThreadManagerInternal::instance() {
     ThreadManagerInternal* registry = g_registry.load(std::memory_order_acquire);
     if (registry == nullptr) {
         CGuard guard(registryCreationLock());
@@ -69,8 +65,7 @@ ThreadManagerInternal* ThreadManagerInternal::instance()
     return registry;
 }
 
-void ThreadManagerInternal::resetInstance()
-{
+void ThreadManagerInternal::resetInstance() {
     CGuard guard(registryCreationLock());
     ThreadManagerInternal* registry = g_registry.load(std::memory_order_acquire);
     if (registry == nullptr) {
@@ -86,19 +81,16 @@ void ThreadManagerInternal::resetInstance()
     delete registry;
 }
 
-CThreadManager* ThreadManagerInternal::makeFacade()
-{
+CThreadManager* ThreadManagerInternal::makeFacade() {
     return new CThreadManager;
 }
 
-void ThreadManagerInternal::resetFacade()
-{
+void ThreadManagerInternal::resetFacade() {
     CGuard guard(facadeCreationLock());
     delete g_facade.exchange(nullptr);
 }
 
-void ThreadManagerInternal::registerThread(ThreadInternal* thread)
-{
+void ThreadManagerInternal::registerThread(ThreadInternal* thread) {
     CGuard guard(mutex);
     thread->prev = nullptr;
     thread->next = head;
@@ -108,8 +100,7 @@ void ThreadManagerInternal::registerThread(ThreadInternal* thread)
     head = thread;
 }
 
-void ThreadManagerInternal::unregisterThread(ThreadInternal* thread)
-{
+void ThreadManagerInternal::unregisterThread(ThreadInternal* thread) {
     CGuard guard(mutex);
     if (thread->prev != nullptr) {
         thread->prev->next = thread->next;
@@ -123,8 +114,7 @@ void ThreadManagerInternal::unregisterThread(ThreadInternal* thread)
     thread->next = nullptr;
 }
 
-ThreadInternal* ThreadManagerInternal::findThread(int id)
-{
+ThreadInternal* ThreadManagerInternal::findThread(int id) {
     CGuard guard(mutex);
     for (ThreadInternal* thread = head; thread != nullptr; thread = thread->next) {
         if (thread->id.load() == id) {
@@ -134,14 +124,12 @@ ThreadInternal* ThreadManagerInternal::findThread(int id)
     return nullptr;
 }
 
-void ThreadManagerInternal::registerMainThread()
-{
+void ThreadManagerInternal::registerMainThread() {
     CGuard guard(mutex);
     mainThreadID = static_cast<int>(Detail::Platform::currentThreadId());
 }
 
-void ThreadManagerInternal::dumpThreads()
-{
+void ThreadManagerInternal::dumpThreads() {
     KERNA_LOG(4, "Threads:\n");
     KERNA_LOG(4, "               Name            TID  Prior State\n");
     KERNA_LOG(4, "_______________________________________________________\n");
@@ -161,8 +149,7 @@ void ThreadManagerInternal::dumpThreads()
     KERNA_LOG(4, "\n");
 }
 
-bool ThreadManagerInternal::getThreadsInfo(std::list<CThreadManager::ThreadInfo>& list)
-{
+bool ThreadManagerInternal::getThreadsInfo(std::list<CThreadManager::ThreadInfo>& list) {
     CGuard guard(mutex);
     if (head == nullptr) {
         return false;
@@ -175,8 +162,7 @@ bool ThreadManagerInternal::getThreadsInfo(std::list<CThreadManager::ThreadInfo>
     return true;
 }
 
-bool ThreadManagerInternal::getThreadNameByID(int id, String& name)
-{
+bool ThreadManagerInternal::getThreadNameByID(int id, String& name) {
     CGuard guard(mutex);
     for (ThreadInternal* thread = head; thread != nullptr; thread = thread->next) {
         if (thread->id.load() == id) {
@@ -188,8 +174,7 @@ bool ThreadManagerInternal::getThreadNameByID(int id, String& name)
     return false;
 }
 
-bool ThreadManagerInternal::getTimeOutThreads(String& names)
-{
+bool ThreadManagerInternal::getTimeOutThreads(String& names) {
     CGuard guard(mutex);
     names.clear();
     unsigned long long now = CTime::getCurrentMilliSecond();
@@ -208,19 +193,15 @@ bool ThreadManagerInternal::getTimeOutThreads(String& names)
     return found;
 }
 
-bool ThreadManagerInternal::hasThread(int id)
-{
+bool ThreadManagerInternal::hasThread(int id) {
     return findThread(id) != nullptr;
 }
 
-CThreadManager::CThreadManager() : m_internal(ThreadManagerInternal::instance())
-{
-}
+CThreadManager::CThreadManager() : m_internal(ThreadManagerInternal::instance()) {}
 
 CThreadManager::~CThreadManager() = default;
 
-CThreadManager* CThreadManager::instance()
-{
+CThreadManager* CThreadManager::instance() {
     CThreadManager* facade = g_facade.load(std::memory_order_acquire);
     if (facade == nullptr) {
         CGuard guard(facadeCreationLock());
@@ -236,33 +217,27 @@ CThreadManager* CThreadManager::instance()
     return facade;
 }
 
-void CThreadManager::registerMainThread()
-{
+void CThreadManager::registerMainThread() {
     m_internal->registerMainThread();
 }
 
-void CThreadManager::dumpThreads()
-{
+void CThreadManager::dumpThreads() {
     m_internal->dumpThreads();
 }
 
-bool CThreadManager::getThreadsInfo(std::list<ThreadInfo>& list)
-{
+bool CThreadManager::getThreadsInfo(std::list<ThreadInfo>& list) {
     return m_internal->getThreadsInfo(list);
 }
 
-bool CThreadManager::getThreadNameByID(int id, String& name)
-{
+bool CThreadManager::getThreadNameByID(int id, String& name) {
     return m_internal->getThreadNameByID(id, name);
 }
 
-bool CThreadManager::getTimeOutThreads(String& names)
-{
+bool CThreadManager::getTimeOutThreads(String& names) {
     return m_internal->getTimeOutThreads(names);
 }
 
-bool CThreadManager::hasThread(int id)
-{
+bool CThreadManager::hasThread(int id) {
     return m_internal->hasThread(id);
 }
 

@@ -29,16 +29,14 @@ thread_local unsigned long long t_lastCounter = 0;
 thread_local unsigned long long t_lastMs = 0;
 thread_local unsigned long long t_lastUs = 0;
 
-inline unsigned long long readCounter()
-{
+inline unsigned long long readCounter() {
     Detail::MonotonicCounterSource source = g_source.load(std::memory_order_acquire);
     return source != nullptr ? source() : Detail::Platform::monotonicTicks();
 }
 
 // First use: fixes the base, then the frequency (readers test the frequency, so the base must
 // be in place before it is seen), and logs them once.
-__attribute__((noinline)) unsigned long long startClock()
-{
+__attribute__((noinline)) unsigned long long startClock() {
     unsigned long long frequency = g_source.load(std::memory_order_acquire) != nullptr
                                        ? g_sourceFrequency.load(std::memory_order_relaxed)
                                        : Detail::Platform::monotonicFrequency;
@@ -49,10 +47,10 @@ __attribute__((noinline)) unsigned long long startClock()
     if (g_frequency.compare_exchange_strong(expected, frequency, std::memory_order_acq_rel)) {
         if (Detail::printWouldPass(4)) {
             // Named as the routine that every read goes through.
-            Detail::logAt(4, __FILE__, "`anonymous-namespace'::initPerformanceQueryCount",
-                          __LINE__, "init freq: %lu, base time: %lu\n",
-                          static_cast<unsigned long>(frequency),
-                          static_cast<unsigned long>(g_baseCounter.load(std::memory_order_acquire)));
+            Detail::logAt(
+                4, __FILE__, "`anonymous-namespace'::initPerformanceQueryCount", __LINE__,
+                "init freq: %lu, base time: %lu\n", static_cast<unsigned long>(frequency),
+                static_cast<unsigned long>(g_baseCounter.load(std::memory_order_acquire)));
         }
         return frequency;
     }
@@ -60,8 +58,7 @@ __attribute__((noinline)) unsigned long long startClock()
 }
 
 // Counts elapsed since the base for the calling thread, with the clock's frequency.
-inline unsigned long long initPerformanceQueryCount(unsigned long long& frequency)
-{
+inline unsigned long long initPerformanceQueryCount(unsigned long long& frequency) {
     frequency = g_frequency.load(std::memory_order_acquire);
     if (frequency == 0) {
         frequency = startClock();
@@ -78,8 +75,7 @@ inline unsigned long long initPerformanceQueryCount(unsigned long long& frequenc
 
 }  // namespace
 
-unsigned long long CTime::getCurrentMilliSecond()
-{
+unsigned long long CTime::getCurrentMilliSecond() {
     unsigned long long frequency;
     unsigned long long elapsed = initPerformanceQueryCount(frequency);
     unsigned long long ms = static_cast<unsigned long long>(static_cast<double>(elapsed) / (frequency / 1000.0));
@@ -88,8 +84,7 @@ unsigned long long CTime::getCurrentMilliSecond()
     return ms;
 }
 
-unsigned long long CTime::getCurrentMicroSecond()
-{
+unsigned long long CTime::getCurrentMicroSecond() {
     unsigned long long frequency;
     unsigned long long elapsed = initPerformanceQueryCount(frequency);
     unsigned long long us = static_cast<unsigned long long>(static_cast<double>(elapsed) /
@@ -101,8 +96,7 @@ unsigned long long CTime::getCurrentMicroSecond()
 
 namespace Detail {
 
-void setMonotonicCounterSource(MonotonicCounterSource source, unsigned long long frequency)
-{
+void setMonotonicCounterSource(MonotonicCounterSource source, unsigned long long frequency) {
     g_sourceFrequency.store(frequency, std::memory_order_relaxed);
     g_source.store(source, std::memory_order_release);
     g_frequency.store(0, std::memory_order_release);

@@ -8,9 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "support/LogCapture.h"
 #include "ThreadTestSupport.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
+#include "support/LogCapture.h"
 #include "time/MonotonicClock.h"
 
 using Tessaran::Kerna::CTime;
@@ -20,8 +20,7 @@ namespace {
 
 class CounterSeam {
 public:
-    CounterSeam(unsigned long long start, unsigned long long frequency)
-    {
+    CounterSeam(unsigned long long start, unsigned long long frequency) {
         FakeCounter::value.store(start);
         setMonotonicCounterSource(&FakeCounter::read, frequency);
     }
@@ -30,15 +29,15 @@ public:
 
 }  // namespace
 
-TEST(CTimeMonotonic, FirstUseLogsFrequencyAndBaseAndStartsAtZero)
-{
+TEST(CTimeMonotonic, FirstUseLogsFrequencyAndBaseAndStartsAtZero) {
     KernaTest::LogCapture log(4);
     showFunctionNames();
     CounterSeam seam(5000000, 1000000);  // a microsecond counter at 5 s
     EXPECT_EQ(0u, CTime::getCurrentMilliSecond());
     EXPECT_EQ((std::vector<std::string>{"init freq: 1000000, base time: 5000000\n"}),
               log.messages());
-    EXPECT_TRUE(hasLineEndingWith(log, " initPerformanceQueryCount]init freq: 1000000, base time: 5000000\n"));
+    EXPECT_TRUE(hasLineEndingWith(
+        log, " initPerformanceQueryCount]init freq: 1000000, base time: 5000000\n"));
 
     FakeCounter::value.store(5001999);
     EXPECT_EQ(1u, CTime::getCurrentMilliSecond());  // truncated, not rounded
@@ -49,8 +48,7 @@ TEST(CTimeMonotonic, FirstUseLogsFrequencyAndBaseAndStartsAtZero)
     EXPECT_EQ(1u, log.messages().size());  // logged once
 }
 
-TEST(CTimeMonotonic, HighWaterMarkIsPerThread)
-{
+TEST(CTimeMonotonic, HighWaterMarkIsPerThread) {
     CounterSeam seam(1000, 1000);  // a millisecond counter
     EXPECT_EQ(0u, CTime::getCurrentMilliSecond());
     FakeCounter::value.store(1500);
@@ -77,8 +75,7 @@ TEST(CTimeMonotonic, HighWaterMarkIsPerThread)
     EXPECT_EQ(501u, CTime::getCurrentMilliSecond());
 }
 
-TEST(CTimeMonotonic, NeverFallsWithinAnyOfManyThreads)
-{
+TEST(CTimeMonotonic, NeverFallsWithinAnyOfManyThreads) {
     constexpr int kThreads = 8;
     constexpr int kReads = 200000;
     std::vector<int> falls(kThreads, 0);
@@ -109,8 +106,7 @@ TEST(CTimeMonotonic, NeverFallsWithinAnyOfManyThreads)
     }
 }
 
-TEST(CTimeMonotonic, SettingTheWallClockDoesNotMoveIt)
-{
+TEST(CTimeMonotonic, SettingTheWallClockDoesNotMoveIt) {
     unsigned long long ms = CTime::getCurrentMilliSecond();
     unsigned long long us = CTime::getCurrentMicroSecond();
     Tessaran::Kerna::Testing::jumpSimulatedClock(3600000);

@@ -15,11 +15,11 @@
 #include <thread>
 #include <vector>
 
-#include "support/LogCapture.h"
 #include "ThreadTestSupport.h"
 #include "concurrency/ExitRoutine.h"
 #include "concurrency/ThreadLoadingController.h"
 #include "concurrency/ThreadManagerInternal.h"
+#include "support/LogCapture.h"
 #include "time/MonotonicClock.h"
 
 using Tessaran::Kerna::CThread;
@@ -39,14 +39,12 @@ const char* const kHeader[] = {
 };
 
 // Threads the library itself may run in a test process.
-bool isLibraryThread(const std::string& row)
-{
+bool isLibraryThread(const std::string& row) {
     return row.find(" TimerManager ") != std::string::npos ||
            row.find(" [Pooled] ") != std::string::npos;
 }
 
-std::string row(const char* name, int id, int priority, const char* state)
-{
+std::string row(const char* name, int id, int priority, const char* state) {
     char text[128];
     std::snprintf(text, sizeof(text), "%24s   %8u  %3u  %s\n", name, static_cast<unsigned>(id),
                   static_cast<unsigned>(priority), state);
@@ -55,8 +53,7 @@ std::string row(const char* name, int id, int priority, const char* state)
 
 // Splits a dumpThreads capture into its thread rows (without the library's own threads),
 // checking the fixed lines around them.
-std::vector<std::string> threadRows(const std::vector<std::string>& lines, const char* mainRow)
-{
+std::vector<std::string> threadRows(const std::vector<std::string>& lines, const char* mainRow) {
     std::vector<std::string> rows;
     EXPECT_GE(lines.size(), 5u);
     if (lines.size() < 5) {
@@ -77,9 +74,7 @@ std::vector<std::string> threadRows(const std::vector<std::string>& lines, const
 
 }  // namespace
 
-
-TEST(CThreadManager, DumpBeforeAndAfterRegisterMainThread)
-{
+TEST(CThreadManager, DumpBeforeAndAfterRegisterMainThread) {
     CThreadManager* manager = CThreadManager::instance();
     ASSERT_NE(nullptr, manager);
     KernaTest::LogCapture log(4);
@@ -87,10 +82,10 @@ TEST(CThreadManager, DumpBeforeAndAfterRegisterMainThread)
     manager->dumpThreads();
     EXPECT_TRUE(hasLineEndingWith(log, " dumpThreads]Threads:\n"));
     EXPECT_TRUE(hasLineEndingWith(log, " dumpThreads]\n"));
-    // Before registerMainThread the main row shows -1, always with 64 and "Normal".
-    EXPECT_TRUE(threadRows(log.messages(),
-                           "                    Main         -1   64  Normal\n")
-                    .empty());
+    // Before registerMainThread the main row shows -1, always with 64 and "Normal" (this needs
+    // a process in which no test has registered a main thread yet, as CTest gives each test).
+    EXPECT_TRUE(
+        threadRows(log.messages(), "                    Main         -1   64  Normal\n").empty());
 
     manager->registerMainThread();
     int mainId = CThread::getCurrentThreadID();
@@ -103,8 +98,7 @@ TEST(CThreadManager, DumpBeforeAndAfterRegisterMainThread)
     EXPECT_FALSE(manager->hasThread(mainId));
 }
 
-TEST(CThreadManager, TableNamesAndTimeouts)
-{
+TEST(CThreadManager, TableNamesAndTimeouts) {
     FakeClock clock(5000);
     CThreadManager* manager = CThreadManager::instance();
     std::list<CThreadManager::ThreadInfo> before;
@@ -177,9 +171,8 @@ TEST(CThreadManager, TableNamesAndTimeouts)
 
     KernaTest::LogCapture log(4);
     manager->dumpThreads();
-    std::vector<std::string> rows = threadRows(log.messages(), log.messages().size() > 3
-                                                                   ? log.messages()[3].c_str()
-                                                                   : "");
+    std::vector<std::string> rows =
+        threadRows(log.messages(), log.messages().size() > 3 ? log.messages()[3].c_str() : "");
     EXPECT_EQ((std::vector<std::string>{row("Slow", slowId, 127, "Timeout"),
                                         row("Twin-B", secondId, 10, "Normal"),
                                         row("Twin", firstId, 72, "Normal")}),
@@ -199,8 +192,7 @@ TEST(CThreadManager, TableNamesAndTimeouts)
     EXPECT_STREQ("", names.c_str());
 }
 
-TEST(CThreadManager, RegistryUnderConcurrentChurn)
-{
+TEST(CThreadManager, RegistryUnderConcurrentChurn) {
     CThreadManager* manager = CThreadManager::instance();
     std::atomic<bool> stop{false};
     std::atomic<long> reads{0};
@@ -228,14 +220,13 @@ TEST(CThreadManager, RegistryUnderConcurrentChurn)
     for (int w = 0; w < kWorkers; ++w) {
         workers.emplace_back([&, w] {
             for (int i = 0; i < kRounds; ++i) {
-                ProbeThread thread(w == 0 ? "ChurnA" : "ChurnB",
-                                   [i](ProbeThread& self) {
-                                       self.setTimeout(i % 2 == 0 ? -1 : 0);
-                                       CThread::setCurrentTimeout(1);
-                                       while (self.looping()) {
-                                           CThread::sleep(0);
-                                       }
-                                   });
+                ProbeThread thread(w == 0 ? "ChurnA" : "ChurnB", [i](ProbeThread& self) {
+                    self.setTimeout(i % 2 == 0 ? -1 : 0);
+                    CThread::setCurrentTimeout(1);
+                    while (self.looping()) {
+                        CThread::sleep(0);
+                    }
+                });
                 if (!thread.createThread()) {
                     failures.fetch_add(1);
                     continue;
@@ -265,14 +256,11 @@ TEST(CThreadManager, RegistryUnderConcurrentChurn)
 
 namespace {
 
-void emptyLiteBody(CThreadLite&)
-{
-}
+void emptyLiteBody(CThreadLite&) {}
 
 }  // namespace
 
-TEST(CThreadManager, StressTwoThreadsTenThousandLiteObjects)
-{
+TEST(CThreadManager, StressTwoThreadsTenThousandLiteObjects) {
     constexpr int kPerThread = 5000;
     std::atomic<int> started{0};
     std::atomic<int> destroyed{0};
@@ -291,7 +279,8 @@ TEST(CThreadManager, StressTwoThreadsTenThousandLiteObjects)
             destroyed.fetch_add(1);
         }
     };
-    KernaTest::LogCapture log(4);  // "has exited" lines of bodies that ended first stay off the console
+    KernaTest::LogCapture log(
+        4);  // "has exited" lines of bodies that ended first stay off the console
     std::thread a(churn);
     std::thread b(churn);
     a.join();
@@ -305,8 +294,7 @@ TEST(CThreadManager, StressTwoThreadsTenThousandLiteObjects)
     }
 }
 
-TEST(CThreadManager, SingletonsLogWhenExitRegistrationIsRefused)
-{
+TEST(CThreadManager, SingletonsLogWhenExitRegistrationIsRefused) {
     KernaTest::LogCapture log(4);
     CThreadManager* first = CThreadManager::instance();
     EXPECT_EQ(first, CThreadManager::instance());
@@ -323,15 +311,13 @@ TEST(CThreadManager, SingletonsLogWhenExitRegistrationIsRefused)
     ASSERT_NE(nullptr, again);
     ASSERT_NE(nullptr, controller);
     EXPECT_EQ(again, CThreadManager::instance());
-    EXPECT_EQ((std::vector<std::string>{"atexit failed!\n", "atexit failed!\n"}),
-              log.messages());
+    EXPECT_EQ((std::vector<std::string>{"atexit failed!\n", "atexit failed!\n"}), log.messages());
     EXPECT_TRUE(hasLineEndingWith(log, " instance]atexit failed!\n"));
     EXPECT_STREQ("ThreadLoadingControl", controller->getThreadName());
     EXPECT_TRUE(controller->isThreadOver());  // runs only while it holds entries
 }
 
-TEST(CThreadLoadingController, CountersFollowTheShares)
-{
+TEST(CThreadLoadingController, CountersFollowTheShares) {
     CThreadLoadingController* controller = CThreadLoadingController::instance();
     KernaTest::LogCapture log(4);
     EXPECT_FALSE(controller->addEntry(9, 1, 0));

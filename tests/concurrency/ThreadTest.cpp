@@ -11,9 +11,9 @@
 #include <cstdio>
 #include <string>
 
-#include "support/LogCapture.h"
 #include "ThreadTestSupport.h"
 #include "concurrency/ThreadInternal.h"
+#include "support/LogCapture.h"
 #include "time/MonotonicClock.h"
 
 using Tessaran::Kerna::CThread;
@@ -21,11 +21,9 @@ using Tessaran::Kerna::CThreadLite;
 using Tessaran::Kerna::CThreadManager;
 using Tessaran::Kerna::CTime;
 
-
 namespace {
 
-std::string withThis(const char* format, const void* object, const char* name = nullptr)
-{
+std::string withThis(const char* format, const void* object, const char* name = nullptr) {
     char text[256];
     if (name != nullptr) {
         std::snprintf(text, sizeof(text), format, object, name);
@@ -37,15 +35,14 @@ std::string withThis(const char* format, const void* object, const char* name = 
 
 }  // namespace
 
-TEST(CThread, PriorityBandsAndPolicy)
-{
+TEST(CThread, PriorityBandsAndPolicy) {
     using Tessaran::Kerna::Detail::threadPlatformLevel;
     struct Row {
         int priority;
         int level;
     };
-    const Row rows[] = {{INT_MIN, 15}, {0, 15},  {1, 15},   {5, 15},   {6, 2},     {59, 2},
-                        {60, 1},       {63, 1},  {64, 0},   {68, 0},   {69, -1},   {72, -1},
+    const Row rows[] = {{INT_MIN, 15}, {0, 15},   {1, 15},    {5, 15},     {6, 2},        {59, 2},
+                        {60, 1},       {63, 1},   {64, 0},    {68, 0},     {69, -1},      {72, -1},
                         {73, -2},      {126, -2}, {127, -15}, {1000, -15}, {INT_MAX, -15}};
     for (const Row& row : rows) {
         EXPECT_EQ(row.level, threadPlatformLevel(0, row.priority)) << "priority " << row.priority;
@@ -54,8 +51,7 @@ TEST(CThread, PriorityBandsAndPolicy)
     }
 }
 
-TEST(CThread, NamesAreCutAndDefaulted)
-{
+TEST(CThread, NamesAreCutAndDefaulted) {
     ProbeThread unnamed(nullptr, ProbeThread::loopUntilStopped);
     EXPECT_STREQ("Nonamed", unnamed.getThreadName());
 
@@ -73,8 +69,7 @@ TEST(CThread, NamesAreCutAndDefaulted)
     EXPECT_EQ(7, longName.shareSocket(7));
 }
 
-TEST(CThread, StartRestartAndDoubleDestroy)
-{
+TEST(CThread, StartRestartAndDoubleDestroy) {
     KernaTest::LogCapture log(4);
     ProbeThread thread("Worker", ProbeThread::loopUntilStopped);
     ASSERT_TRUE(thread.createThread());
@@ -86,9 +81,9 @@ TEST(CThread, StartRestartAndDoubleDestroy)
 
     log.clear();
     EXPECT_FALSE(thread.createThread());
-    EXPECT_EQ(
-        1, countMessages(log, withThis("this:%p CThread::CreateThread() thread:%s is still running!\n",
-                              &thread, "Worker")));
+    EXPECT_EQ(1, countMessages(
+                     log, withThis("this:%p CThread::CreateThread() thread:%s is still running!\n",
+                                   &thread, "Worker")));
 
     EXPECT_TRUE(thread.destroyThread());
     EXPECT_TRUE(thread.isThreadOver());
@@ -96,10 +91,10 @@ TEST(CThread, StartRestartAndDoubleDestroy)
 
     log.clear();
     EXPECT_FALSE(thread.destroyThread());
-    EXPECT_EQ(std::vector<std::string>{withThis(
-                  "this:%p CThread::DestroyThread() thread:%s has been destroyed!\n", &thread,
-                  "Worker")},
-              log.messages());
+    EXPECT_EQ(
+        std::vector<std::string>{withThis(
+            "this:%p CThread::DestroyThread() thread:%s has been destroyed!\n", &thread, "Worker")},
+        log.messages());
 
     // From Over the object starts again, as a new platform thread.
     ASSERT_TRUE(thread.createThread());
@@ -108,11 +103,11 @@ TEST(CThread, StartRestartAndDoubleDestroy)
     EXPECT_TRUE(thread.isThreadOver());
 }
 
-TEST(CThread, BodyLinesNameTheThread)
-{
+TEST(CThread, BodyLinesNameTheThread) {
     KernaTest::LogCapture log(5);
     showFunctionNames();
-    ProbeThread thread("Traced", [](ProbeThread&) {}, 70, 1);
+    ProbeThread thread(
+        "Traced", [](ProbeThread&) {}, 70, 1);
     ASSERT_TRUE(thread.createThread());
     ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver(); }));
     int id = thread.getThreadID();
@@ -126,13 +121,12 @@ TEST(CThread, BodyLinesNameTheThread)
     }
     EXPECT_TRUE(found) << enter;
     char leave[128];
-    std::snprintf(leave, sizeof(leave), " InternalThreadBody]ThreadBody leave name:Traced, id:%d \n",
-                  id);
+    std::snprintf(leave, sizeof(leave),
+                  " InternalThreadBody]ThreadBody leave name:Traced, id:%d \n", id);
     EXPECT_TRUE(hasLineEndingWith(log, leave)) << leave;
 }
 
-TEST(CThread, BodyThatReturnsAtOnceEndsOverAndRestartClearsDeadline)
-{
+TEST(CThread, BodyThatReturnsAtOnceEndsOverAndRestartClearsDeadline) {
     FakeClock clock(500);
     KernaTest::LogCapture log(4);
     ProbeThread thread("Quick", [](ProbeThread&) {});
@@ -153,8 +147,7 @@ TEST(CThread, BodyThatReturnsAtOnceEndsOverAndRestartClearsDeadline)
     ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver() && thread.runs.load() == 2; }));
 }
 
-TEST(CThread, CancelIdleAndRunning)
-{
+TEST(CThread, CancelIdleAndRunning) {
     KernaTest::LogCapture log(4);
     ProbeThread thread("Cancelled", ProbeThread::loopUntilStopped);
     EXPECT_FALSE(thread.cancelThread());
@@ -170,40 +163,44 @@ TEST(CThread, CancelIdleAndRunning)
     ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver(); }));
     log.clear();
     EXPECT_FALSE(thread.destroyThread());
-    EXPECT_EQ(1, countMessages(log, withThis("this:%p CThread::DestroyThread() thread:%s has exited!\n",
-                                    &thread, "Cancelled")));
+    EXPECT_EQ(
+        1, countMessages(log, withThis("this:%p CThread::DestroyThread() thread:%s has exited!\n",
+                                       &thread, "Cancelled")));
 }
 
-TEST(CThread, DestroyFromInsideThreadProcDoesNotWait)
-{
+TEST(CThread, DestroyFromInsideThreadProcDoesNotWait) {
     std::atomic<int> result{-1};
     std::atomic<bool> loopAfter{true};
+    std::atomic<int> restart{-1};
     ProbeThread thread("SelfStop", [&](ProbeThread& self) {
         result.store(self.destroyThread() ? 1 : 0);
         loopAfter.store(self.looping());
+        // Restarting from inside the ending body would wait for itself: refused.
+        restart.store(self.createThread() ? 1 : 0);
     });
     ASSERT_TRUE(thread.createThread());
     ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver(); }));
     EXPECT_EQ(1, result.load());
     EXPECT_FALSE(loopAfter.load());
+    EXPECT_EQ(0, restart.load());
 
     KernaTest::LogCapture log(4);
     EXPECT_FALSE(thread.destroyThread());
-    EXPECT_EQ(1, countMessages(log, withThis(
-                     "this:%p CThread::DestroyThread() thread:%s has been destroyed!\n", &thread,
-                     "SelfStop")));
+    EXPECT_EQ(1,
+              countMessages(
+                  log, withThis("this:%p CThread::DestroyThread() thread:%s has been destroyed!\n",
+                                &thread, "SelfStop")));
 }
 
-TEST(CThread, TerminateNeverStartedLogsBothLines)
-{
+TEST(CThread, TerminateNeverStartedLogsBothLines) {
     KernaTest::LogCapture log(4);
     ProbeThread thread("Never", ProbeThread::loopUntilStopped);
     EXPECT_FALSE(thread.terminateThread());
-    EXPECT_EQ((std::vector<std::string>{
-                  withThis("this:%p CThread::DestroyThread() thread:%s has exited!\n", &thread,
-                           "Never"),
-                  withThis("this:%p handle is null, can't be terminated\n", &thread)}),
-              log.messages());
+    EXPECT_EQ(
+        (std::vector<std::string>{
+            withThis("this:%p CThread::DestroyThread() thread:%s has exited!\n", &thread, "Never"),
+            withThis("this:%p handle is null, can't be terminated\n", &thread)}),
+        log.messages());
 }
 
 namespace {
@@ -215,8 +212,7 @@ struct UnwindMark {
 
 }  // namespace
 
-TEST(CThread, TerminateUnwindsTheBodyAndLeavesTheRegistry)
-{
+TEST(CThread, TerminateUnwindsTheBodyAndLeavesTheRegistry) {
     std::atomic<bool> unwound{false};
     std::atomic<int> terminated{-1};
     std::atomic<bool> survived{false};
@@ -241,8 +237,7 @@ TEST(CThread, TerminateUnwindsTheBodyAndLeavesTheRegistry)
     EXPECT_FALSE(quick.terminateThread());
 }
 
-TEST(CThread, TerminateActsInsideASleep)
-{
+TEST(CThread, TerminateActsInsideASleep) {
 #if defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP() << "AddressSanitizer's runtime cannot unwind a kill out of its sleep interceptor";
 #endif
@@ -262,8 +257,7 @@ TEST(CThread, TerminateActsInsideASleep)
     EXPECT_FALSE(survived.load());
 }
 
-TEST(CThread, FailedStartLeavesObjectRestartable)
-{
+TEST(CThread, FailedStartLeavesObjectRestartable) {
     KernaTest::LogCapture log(4);
     ProbeThread thread("BadStack", ProbeThread::loopUntilStopped, 64, 0, -1);
     EXPECT_FALSE(thread.createThread());
@@ -273,8 +267,7 @@ TEST(CThread, FailedStartLeavesObjectRestartable)
     EXPECT_EQ(2, countMessages(log, withThis("this:%p create thread failed, errno:22\n", &thread)));
 }
 
-TEST(CThread, EveryPriorityAndPolicyStarts)
-{
+TEST(CThread, EveryPriorityAndPolicyStarts) {
     // Whatever the process may do with priorities, no thread fails to start over one.
     const int priorities[] = {1, 5, 30, 62, 64, 70, 100, 127};
     for (int policy = 0; policy < 2; ++policy) {
@@ -287,8 +280,7 @@ TEST(CThread, EveryPriorityAndPolicyStarts)
     }
 }
 
-TEST(CThread, WatchDogBoundariesOnTheClock)
-{
+TEST(CThread, WatchDogBoundariesOnTheClock) {
     FakeClock clock(100);
     ProbeThread thread("Dog", ProbeThread::loopUntilStopped);
     thread.setTimeout(5);  // expiry 105
@@ -308,8 +300,7 @@ TEST(CThread, WatchDogBoundariesOnTheClock)
     EXPECT_TRUE(thread.isTimeout());
 }
 
-TEST(CThread, SetCurrentTimeoutOnlyForRegisteredThreads)
-{
+TEST(CThread, SetCurrentTimeoutOnlyForRegisteredThreads) {
     FakeClock clock(1000);
     EXPECT_FALSE(CThread::setCurrentTimeout(10));  // the test's thread is no CThread
 
@@ -332,8 +323,7 @@ TEST(CThread, SetCurrentTimeoutOnlyForRegisteredThreads)
     EXPECT_TRUE(thread.destroyThread());
 }
 
-TEST(CThread, LoadChecksItsRange)
-{
+TEST(CThread, LoadChecksItsRange) {
     KernaTest::LogCapture log(4);
     CThread::load(1);
     CThread::load(100);
@@ -349,8 +339,7 @@ namespace {
 
 std::atomic<int> g_liteCalls{0};
 
-void liteBody(CThreadLite& self)
-{
+void liteBody(CThreadLite& self) {
     g_liteCalls.fetch_add(1);
     while (self.looping()) {
         CThread::sleep(1);
@@ -359,16 +348,14 @@ void liteBody(CThreadLite& self)
 
 std::atomic<bool> g_selfDeleted{false};
 
-void deleteSelf(CThreadLite& self)
-{
+void deleteSelf(CThreadLite& self) {
     delete &self;  // the owner goes on its own thread; the body must still end cleanly
     g_selfDeleted.store(true);
 }
 
 }  // namespace
 
-TEST(CThreadLite, RunsDelegateAndStopsInDestructor)
-{
+TEST(CThreadLite, RunsDelegateAndStopsInDestructor) {
     g_liteCalls.store(0);
     int id = -1;
     {
@@ -387,18 +374,19 @@ TEST(CThreadLite, RunsDelegateAndStopsInDestructor)
         ASSERT_TRUE(empty.createThread());
         ASSERT_TRUE(waitUntil([&] { return empty.isThreadOver(); }));
         EXPECT_EQ(1, countMessages(log, withThis("this:%p CThreadLite:%s has no thread function\n",
-                                        &empty, "Empty")));
+                                                 &empty, "Empty")));
     }
 }
 
-TEST(CThreadLite, DeletedFromItsOwnThread)
-{
+TEST(CThreadLite, DeletedFromItsOwnThread) {
     KernaTest::LogCapture log(4);
+    g_selfDeleted.store(false);
     CThreadLite* lite = new CThreadLite(CThreadLite::ThreadProc(&deleteSelf), "Orphan");
     ASSERT_TRUE(lite->createThread());
     ASSERT_TRUE(waitUntil([&] { return g_selfDeleted.load(); }));
-    EXPECT_EQ(1, countMessages(log, withThis("this:%p CThread::~CThread:%s destroyed from its own thread\n",
-                                    lite, "Orphan")));
+    EXPECT_EQ(1, countMessages(
+                     log, withThis("this:%p CThread::~CThread:%s destroyed from its own thread\n",
+                                   lite, "Orphan")));
     // The body ends after the owner went, and leaves the registry.
     std::list<CThreadManager::ThreadInfo> infos;
     ASSERT_TRUE(waitUntil([&] {

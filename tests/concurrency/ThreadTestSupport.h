@@ -18,8 +18,7 @@
 
 /// Polls pred every millisecond for at most limitMs; returns its last value.
 template <class Pred>
-bool waitUntil(Pred pred, int limitMs = 10000)
-{
+bool waitUntil(Pred pred, int limitMs = 10000) {
     auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
     while (!pred()) {
         if (std::chrono::steady_clock::now() > end) {
@@ -31,8 +30,7 @@ bool waitUntil(Pred pred, int limitMs = 10000)
 }
 
 /// How many captured messages equal text.
-inline int countMessages(KernaTest::LogCapture& log, const std::string& text)
-{
+inline int countMessages(KernaTest::LogCapture& log, const std::string& text) {
     int n = 0;
     for (const std::string& message : log.messages()) {
         n += message == text ? 1 : 0;
@@ -41,8 +39,7 @@ inline int countMessages(KernaTest::LogCapture& log, const std::string& text)
 }
 
 /// True if some captured line (with its prefix) ends with suffix.
-inline bool hasLineEndingWith(KernaTest::LogCapture& log, const std::string& suffix)
-{
+inline bool hasLineEndingWith(KernaTest::LogCapture& log, const std::string& suffix) {
     for (const std::string& line : log.lines()) {
         if (line.size() >= suffix.size() &&
             line.compare(line.size() - suffix.size(), suffix.size(), suffix) == 0) {
@@ -53,8 +50,7 @@ inline bool hasLineEndingWith(KernaTest::LogCapture& log, const std::string& suf
 }
 
 /// Print options that put the function name right before the closing bracket of the prefix.
-inline void showFunctionNames()
-{
+inline void showFunctionNames() {
     Tessaran::Kerna::PrintOptions options = {};
     options.noColor = true;
     options.noLine = true;
@@ -67,22 +63,17 @@ class ProbeThread : public Tessaran::Kerna::CThread {
 public:
     using Body = std::function<void(ProbeThread&)>;
 
-    ProbeThread(const char* name, Body body, int priority = 64, int policy = 0,
-                int stackSize = 0)
-        : CThread(name, priority, policy, stackSize), m_body(std::move(body))
-    {
-    }
+    ProbeThread(const char* name, Body body, int priority = 64, int policy = 0, int stackSize = 0)
+        : CThread(name, priority, policy, stackSize), m_body(std::move(body)) {}
 
-    ~ProbeThread() override
-    {
+    ~ProbeThread() override {
         if (!isThreadOver()) {
             destroyThread();
         }
     }
 
     /// Body that runs until asked to stop.
-    static void loopUntilStopped(ProbeThread& self)
-    {
+    static void loopUntilStopped(ProbeThread& self) {
         while (self.looping()) {
             Tessaran::Kerna::CThread::sleep(1);
         }
@@ -93,8 +84,7 @@ public:
     std::atomic<bool> entered{false};
 
 protected:
-    void threadProc() override
-    {
+    void threadProc() override {
         seenId.store(getCurrentThreadID());
         runs.fetch_add(1);
         entered.store(true);
@@ -115,8 +105,7 @@ struct FakeCounter {
 /// starts again at 0 and is then moved to startMs.
 class FakeClock {
 public:
-    explicit FakeClock(unsigned long long startMs)
-    {
+    explicit FakeClock(unsigned long long startMs) {
         FakeCounter::value.store(1000);
         Tessaran::Kerna::Detail::setMonotonicCounterSource(&FakeCounter::read, 1000);
         Tessaran::Kerna::CTime::getCurrentMilliSecond();  // first use: count 1000 is 0 ms

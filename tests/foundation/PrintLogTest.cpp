@@ -269,7 +269,7 @@ TEST(PrintPath, StatisticsCountAndSaturate) {
 }
 
 TEST(PrintPath, ManyThreadsPrintWholeLines) {
-    LogCapture capture(6, true);
+    LogCapture capture;
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([t] {

@@ -21,6 +21,7 @@ int cmdVersion(int argc, char** argv);
 int cmdDemo(int argc, char** argv);
 
 /// Scenes of the demo, one per subsystem.
+void demoThreads();
 void demoTimers();
 
 }  // namespace KernaTool

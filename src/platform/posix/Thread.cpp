@@ -24,21 +24,18 @@ namespace Platform {
 
 class ThreadHandle {
 public:
-    ThreadHandle(ThreadEntry entryIn, void* argumentIn) : entry(entryIn), argument(argumentIn)
-    {
+    ThreadHandle(ThreadEntry entryIn, void* argumentIn) : entry(entryIn), argument(argumentIn) {
         pthread_mutex_init(&mutex, nullptr);
         pthread_cond_init(&cond, nullptr);
     }
-    ~ThreadHandle()
-    {
+    ~ThreadHandle() {
         pthread_cond_destroy(&cond);
         pthread_mutex_destroy(&mutex);
     }
     ThreadHandle(const ThreadHandle&) = delete;
     ThreadHandle& operator=(const ThreadHandle&) = delete;
 
-    void release()
-    {
+    void release() {
         if (refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
             delete this;
         }
@@ -64,8 +61,7 @@ public:
     explicit DoneMark(ThreadHandle* handle) : m_handle(handle) {}
     DoneMark(const DoneMark&) = delete;
     DoneMark& operator=(const DoneMark&) = delete;
-    ~DoneMark()
-    {
+    ~DoneMark() {
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
         pthread_mutex_lock(&m_handle->mutex);
         m_handle->done = true;
@@ -79,8 +75,7 @@ private:
     ThreadHandle* m_handle;
 };
 
-extern "C" void* threadStart(void* argument)
-{
+extern "C" void* threadStart(void* argument) {
     ThreadHandle* handle = static_cast<ThreadHandle*>(argument);
     DoneMark mark(handle);
     pthread_mutex_lock(&handle->mutex);
@@ -92,8 +87,7 @@ extern "C" void* threadStart(void* argument)
     return nullptr;
 }
 
-timespec deadlineAfter(unsigned int milliSeconds)
-{
+timespec deadlineAfter(unsigned int milliSeconds) {
     timespec ts;
     clock_gettime(CLOCK_MONOTONIC, &ts);
     ts.tv_sec += milliSeconds / 1000;
@@ -105,23 +99,28 @@ timespec deadlineAfter(unsigned int milliSeconds)
     return ts;
 }
 
-int niceOfLevel(int level)
-{
+int niceOfLevel(int level) {
     switch (level) {
-    case 15: return -15;
-    case 2: return -10;
-    case 1: return -5;
-    case 0: return 0;
-    case -1: return 5;
-    case -2: return 10;
-    default: return 19;
+        case 15:
+            return -15;
+        case 2:
+            return -10;
+        case 1:
+            return -5;
+        case 0:
+            return 0;
+        case -1:
+            return 5;
+        case -2:
+            return 10;
+        default:
+            return 19;
     }
 }
 
 }  // namespace
 
-ThreadHandle* startThread(ThreadEntry entry, void* argument, int stackSize, int* error)
-{
+ThreadHandle* startThread(ThreadEntry entry, void* argument, int stackSize, int* error) {
     int err = 0;
     if (entry == nullptr || stackSize < 0) {
         err = EINVAL;
@@ -169,33 +168,28 @@ ThreadHandle* startThread(ThreadEntry entry, void* argument, int stackSize, int*
     return handle;
 }
 
-void retainThread(ThreadHandle* handle)
-{
+void retainThread(ThreadHandle* handle) {
     handle->refs.fetch_add(1, std::memory_order_relaxed);
 }
 
-void closeThread(ThreadHandle* handle)
-{
+void closeThread(ThreadHandle* handle) {
     if (handle != nullptr) {
         handle->release();
     }
 }
 
-int threadIdOf(const ThreadHandle* handle)
-{
+int threadIdOf(const ThreadHandle* handle) {
     return handle->tid;
 }
 
-unsigned int threadExitCode(ThreadHandle* handle)
-{
+unsigned int threadExitCode(ThreadHandle* handle) {
     pthread_mutex_lock(&handle->mutex);
     unsigned int code = handle->exitCode;
     pthread_mutex_unlock(&handle->mutex);
     return code;
 }
 
-bool waitThread(ThreadHandle* handle, unsigned int milliSeconds)
-{
+bool waitThread(ThreadHandle* handle, unsigned int milliSeconds) {
     timespec deadline = deadlineAfter(milliSeconds);
     pthread_mutex_lock(&handle->mutex);
     while (!handle->done) {
@@ -209,8 +203,7 @@ bool waitThread(ThreadHandle* handle, unsigned int milliSeconds)
     return done;
 }
 
-int setThreadPriority(ThreadHandle* handle, int level)
-{
+int setThreadPriority(ThreadHandle* handle, int level) {
     errno = 0;
     if (setpriority(PRIO_PROCESS, static_cast<id_t>(handle->tid), niceOfLevel(level)) != 0) {
         return errno != 0 ? errno : EINVAL;
@@ -218,8 +211,7 @@ int setThreadPriority(ThreadHandle* handle, int level)
     return 0;
 }
 
-int killThread(ThreadHandle* handle)
-{
+int killThread(ThreadHandle* handle) {
     // A finished thread's pthread_t may already name another thread: cancel only while the
     // record says the body still runs; the body marks done under the same mutex.
     pthread_mutex_lock(&handle->mutex);
@@ -228,13 +220,11 @@ int killThread(ThreadHandle* handle)
     return rc;
 }
 
-void testCancel()
-{
+void testCancel() {
     pthread_testcancel();
 }
 
-void disableCancel()
-{
+void disableCancel() {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
 }
 
