@@ -77,8 +77,7 @@ public:
     flex_string(const value_type* s, const A& a = A()) : Storage(s, lengthOf(s), a) {}
 
     /// `n` characters from `s` (a null `s` gives an empty string).
-    flex_string(const value_type* s, size_type n, const A& a = A())
-        : Storage(s, s ? n : 0, a) {}
+    flex_string(const value_type* s, size_type n, const A& a = A()) : Storage(s, s ? n : 0, a) {}
 
     /// `n` copies of `c`.
     flex_string(size_type n, value_type c, const A& a = A()) : Storage(n, c, a) {}
@@ -198,9 +197,7 @@ public:
     }
 
     /// Appends `n` characters from `s`, which may point into this string.
-    flex_string& append(const value_type* s, size_type n) {
-        return appendPointers(s, s ? n : 0);
-    }
+    flex_string& append(const value_type* s, size_type n) { return appendPointers(s, s ? n : 0); }
     flex_string& append(const value_type* s) { return appendPointers(s, lengthOf(s)); }
 
     /// Appends `n` copies of `c`.
@@ -304,9 +301,7 @@ public:
         return *this;
     }
 
-    flex_string& insert(size_type pos, const value_type* s) {
-        return insert(pos, s, lengthOf(s));
-    }
+    flex_string& insert(size_type pos, const value_type* s) { return insert(pos, s, lengthOf(s)); }
 
     flex_string& insert(size_type pos, size_type n, value_type c) {
         if (pos > size()) throw std::out_of_range("flex_string::insert");
@@ -687,8 +682,7 @@ private:
     }
 
     template <class InputIterator>
-    void insertRange(iterator p, InputIterator first, InputIterator last,
-                     std::input_iterator_tag) {
+    void insertRange(iterator p, InputIterator first, InputIterator last, std::input_iterator_tag) {
         const std::vector<E> temp(first, last);
         InsertImpl(p, temp.data(), temp.data() + temp.size());
     }
