@@ -200,10 +200,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         check(so, refo, op);
         check(m, ref, op);
         check(mo, refo, op);
-        if (ref.size() > 2000) {  // bound the work per input
-            s.erase(0, 1500);
-            m.erase(0, 1500);
-            ref.erase(0, 1500);
+        // Bound the work per input: cut every string back to its last 1000 characters.
+        if (ref.size() > 2000) {
+            const size_t cut = ref.size() - 1000;
+            s.erase(0, cut);
+            m.erase(0, cut);
+            ref.erase(0, cut);
+        }
+        if (refo.size() > 2000) {
+            const size_t cut = refo.size() - 1000;
+            so.erase(0, cut);
+            mo.erase(0, cut);
+            refo.erase(0, cut);
         }
     }
     return 0;

@@ -307,6 +307,27 @@ TEST(FlexString, NullTextsAreEmptyAndBadPositionsThrow) {
     EXPECT_EQ('\0', s[3]);
 }
 
+TEST(FlexString, LiteralZeroIsAPositionAndConstIteratorsWork) {
+    // The iterators are pointers, so 0 could name either; the calls below must compile and
+    // treat it as a position.
+    String s("hello");
+    s.erase(0, 1);
+    s.insert(0, 2, 'x');
+    s.replace(0, 0, "ab");
+    s.replace(0, 0, 1, 'c');
+    EXPECT_EQ("cabxxello", s);
+    s.erase(0);
+    EXPECT_TRUE(s.empty());
+    s = "0123456789";
+    String::const_iterator b = s.cbegin();
+    EXPECT_EQ(s.begin(), s.erase(b));
+    EXPECT_EQ(s.begin() + 2, s.insert(s.cbegin() + 2, 'q'));
+    EXPECT_EQ(s.begin() + 1, s.insert(s.cbegin() + 1, s.cbegin() + 3, s.cbegin() + 5));
+    EXPECT_EQ("1342q3456789", s);
+    s.replace(s.cbegin(), s.cend() - 2, "-");
+    EXPECT_EQ("-89", s);
+}
+
 // ---- differential test against std::string ----------------------------------------------
 
 template <class S>
