@@ -48,52 +48,132 @@ template <class S>
 void apply(int op, size_t pos, size_t n, size_t at, char c, const std::string& text, S& s,
            S& other) {
     switch (op) {
-        case 0: s.append(text.data(), text.size()); break;
-        case 1: s.append(s); break;
-        case 2: s.append(s.data() + pos, n); break;
-        case 3: s.append(s.rbegin(), s.rbegin() + static_cast<std::ptrdiff_t>(n)); break;
-        case 4: s.append(n % 64, c); break;
-        case 5: s.push_back(c); break;
-        case 6: s.insert(pos, text.data(), text.size()); break;
-        case 7: s.insert(s.begin() + at, s.begin() + pos, s.begin() + pos + n); break;
-        case 8: s.insert(pos, n % 64, c); break;
-        case 9: s.replace(pos, n, text.data(), text.size()); break;
-        case 10: s.replace(s.begin() + pos, s.begin() + pos + n, s.begin() + at, s.end()); break;
-        case 11: s.replace(pos, n, s); break;
-        case 12: s.replace(pos, n, n % 40, c); break;
-        case 13: s.erase(pos, n); break;
-        case 14: s.resize(at + n, c); break;
-        case 15: s.reserve(at + n); break;
-        case 16: s.assign(s.data() + pos, n); break;
-        case 17: s.swap(other); break;
-        case 18: other = s; break;
-        default: s.clear(); break;
+        case 0:
+            s.append(text.data(), text.size());
+            break;
+        case 1:
+            s.append(s);
+            break;
+        case 2:
+            s.append(s.data() + pos, n);
+            break;
+        case 3:
+            s.append(s.rbegin(), s.rbegin() + static_cast<std::ptrdiff_t>(n));
+            break;
+        case 4:
+            s.append(n % 64, c);
+            break;
+        case 5:
+            s.push_back(c);
+            break;
+        case 6:
+            s.insert(pos, text.data(), text.size());
+            break;
+        case 7:
+            s.insert(s.begin() + at, s.begin() + pos, s.begin() + pos + n);
+            break;
+        case 8:
+            s.insert(pos, n % 64, c);
+            break;
+        case 9:
+            s.replace(pos, n, text.data(), text.size());
+            break;
+        case 10:
+            s.replace(s.begin() + pos, s.begin() + pos + n, s.begin() + at, s.end());
+            break;
+        case 11:
+            s.replace(pos, n, s);
+            break;
+        case 12:
+            s.replace(pos, n, n % 40, c);
+            break;
+        case 13:
+            s.erase(pos, n);
+            break;
+        case 14:
+            s.resize(at + n, c);
+            break;
+        case 15:
+            s.reserve(at + n);
+            break;
+        case 16:
+            s.assign(s.data() + pos, n);
+            break;
+        case 17:
+            s.swap(other);
+            break;
+        case 18:
+            other = s;
+            break;
+        default:
+            s.clear();
+            break;
     }
 }
 
 void applyRef(int op, size_t pos, size_t n, size_t at, char c, const std::string& text,
               std::string& s, std::string& other) {
     switch (op) {
-        case 0: s.append(text); break;
-        case 1: s.append(std::string(s)); break;
-        case 2: s.append(s.substr(pos, n)); break;
-        case 3: s.append(std::string(s.rbegin(), s.rbegin() + static_cast<std::ptrdiff_t>(n))); break;
-        case 4: s.append(n % 64, c); break;
-        case 5: s.push_back(c); break;
-        case 6: s.insert(pos, text); break;
-        case 7: s.insert(at, s.substr(pos, n)); break;
-        case 8: s.insert(pos, n % 64, c); break;
-        case 9: s.replace(pos, n, text); break;
-        case 10: s.replace(pos, n, s.substr(at)); break;
-        case 11: s.replace(pos, n, std::string(s)); break;
-        case 12: s.replace(pos, n, n % 40, c); break;
-        case 13: s.erase(pos, n); break;
-        case 14: s.resize(at + n, c); break;
-        case 15: s.reserve(at + n); break;
-        case 16: s = s.substr(pos, n); break;
-        case 17: s.swap(other); break;
-        case 18: other = s; break;
-        default: s.clear(); break;
+        case 0:
+            s.append(text);
+            break;
+        case 1:
+            s.append(std::string(s));
+            break;
+        case 2:
+            s.append(s.substr(pos, n));
+            break;
+        case 3:
+            s.append(std::string(s.rbegin(), s.rbegin() + static_cast<std::ptrdiff_t>(n)));
+            break;
+        case 4:
+            s.append(n % 64, c);
+            break;
+        case 5:
+            s.push_back(c);
+            break;
+        case 6:
+            s.insert(pos, text);
+            break;
+        case 7:
+            s.insert(at, s.substr(pos, n));
+            break;
+        case 8:
+            s.insert(pos, n % 64, c);
+            break;
+        case 9:
+            s.replace(pos, n, text);
+            break;
+        case 10:
+            s.replace(pos, n, s.substr(at));
+            break;
+        case 11:
+            s.replace(pos, n, std::string(s));
+            break;
+        case 12:
+            s.replace(pos, n, n % 40, c);
+            break;
+        case 13:
+            s.erase(pos, n);
+            break;
+        case 14:
+            s.resize(at + n, c);
+            break;
+        case 15:
+            s.reserve(at + n);
+            break;
+        case 16:
+            s = s.substr(pos, n);
+            break;
+        case 17:
+            s.swap(other);
+            break;
+        case 18:
+            other = s;
+            break;
+        default:
+            s.clear();
+            break;
     }
 }
 
@@ -120,10 +200,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         check(so, refo, op);
         check(m, ref, op);
         check(mo, refo, op);
-        if (ref.size() > 2000) {  // bound the work per input
-            s.erase(0, 1500);
-            m.erase(0, 1500);
-            ref.erase(0, 1500);
+        // Bound the work per input: cut every string back to its last 1000 characters.
+        if (ref.size() > 2000) {
+            const size_t cut = ref.size() - 1000;
+            s.erase(0, cut);
+            m.erase(0, cut);
+            ref.erase(0, cut);
+        }
+        if (refo.size() > 2000) {
+            const size_t cut = refo.size() - 1000;
+            so.erase(0, cut);
+            mo.erase(0, cut);
+            refo.erase(0, cut);
         }
     }
     return 0;

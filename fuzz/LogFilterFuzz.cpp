@@ -22,9 +22,9 @@ namespace {
 
 void discard(const char*) {}
 
-const char* const kSwitches[] = {"-loglevel",  "-logmodule",          "-logtime",
-                                 "-logthread", "-logversion",         "-logfunction",
-                                 "-logpath",   "-logsize",            "-logmodulestatistics",
+const char* const kSwitches[] = {"-loglevel",       "-logmodule",  "-logtime",
+                                 "-logthread",      "-logversion", "-logfunction",
+                                 "-logpath",        "-logsize",    "-logmodulestatistics",
                                  "-logsavesetting", "-h"};
 const size_t kSwitchCount = sizeof(kSwitches) / sizeof(kSwitches[0]);
 
@@ -41,9 +41,8 @@ void checkSettings() {
     if (s.path.back() == '/' || s.path.back() == '\\') __builtin_trap();
     if (s.directory == "./") {
         if (s.path.compare(0, 2, "./") != 0) __builtin_trap();
-    } else if (!endsWith(s.directory, "*") ||
-               s.path.compare(0, s.directory.size() - 1, s.directory, 0,
-                              s.directory.size() - 1) != 0) {
+    } else if (!endsWith(s.directory, "*") || s.path.compare(0, s.directory.size() - 1, s.directory,
+                                                             0, s.directory.size() - 1) != 0) {
         __builtin_trap();
     }
 }

@@ -4,6 +4,8 @@
 // rows in a fixed order; the first row that fits runs. Rows that need words behind the switch
 // fit only when the caller gave them, so that no word is read past argv. The print-path
 // settings live in PrintState; the log file settings are kept here for the log file writer.
+#include "kerna/kerna3/LogControl.h"
+
 #include <stdio.h>
 
 #include <algorithm>
@@ -15,7 +17,6 @@
 #include "foundation/Log.h"
 #include "foundation/LogSettings.h"
 #include "foundation/PrintState.h"
-#include "kerna/kerna3/LogControl.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/PrintLog.h"
 
@@ -92,8 +93,10 @@ bool equalsNoCase(const char* a, const char* b) {
     for (;; ++a, ++b) {
         const unsigned char ca = static_cast<unsigned char>(*a);
         const unsigned char cb = static_cast<unsigned char>(*b);
-        const unsigned char la = (ca >= 'A' && ca <= 'Z') ? static_cast<unsigned char>(ca + 32) : ca;
-        const unsigned char lb = (cb >= 'A' && cb <= 'Z') ? static_cast<unsigned char>(cb + 32) : cb;
+        const unsigned char la =
+            (ca >= 'A' && ca <= 'Z') ? static_cast<unsigned char>(ca + 32) : ca;
+        const unsigned char lb =
+            (cb >= 'A' && cb <= 'Z') ? static_cast<unsigned char>(cb + 32) : cb;
         if (la != lb) return false;
         if (la == '\0') return true;
     }

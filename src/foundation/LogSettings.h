@@ -15,12 +15,12 @@ namespace Kerna {
 namespace Detail {
 
 struct LogFileSettings {
-    std::string path;       ///< file name stem; empty: no log file
-    std::string directory;  ///< search pattern for the existing log files, from the path
-    int32_t maxSize = 0;    ///< bytes; 0: no limit
-    int32_t maxNumber = 0;  ///< log files kept; 0: no limit
-    bool oldWay = true;     ///< true: one file at the path; false: numbered files
-    bool byDay = false;     ///< numbered files change with the date
+    std::string path;           ///< file name stem; empty: no log file
+    std::string directory;      ///< search pattern for the existing log files, from the path
+    int32_t maxSize = 0;        ///< bytes; 0: no limit
+    int32_t maxNumber = 0;      ///< log files kept; 0: no limit
+    bool oldWay = true;         ///< true: one file at the path; false: numbered files
+    bool byDay = false;         ///< numbered files change with the date
     bool fileNameTime = false;  ///< false: date alone in file names; true: date and time of day
     uint32_t generation = 0;    ///< counts the changes, so a writer can notice a new setting
 };

@@ -83,9 +83,13 @@ struct CountingAllocator {
         std::allocator<T>().deallocate(p, n);
     }
     template <class U>
-    bool operator==(const CountingAllocator<U>&) const { return true; }
+    bool operator==(const CountingAllocator<U>&) const {
+        return true;
+    }
     template <class U>
-    bool operator!=(const CountingAllocator<U>&) const { return false; }
+    bool operator!=(const CountingAllocator<U>&) const {
+        return false;
+    }
 };
 
 typedef CountingAllocator<char> CA;
@@ -184,9 +188,9 @@ TEST(FlexString, AppendToItselfAcrossTheModeChange) {
     EXPECT_EQ(40u, s.capacity());
     s.append(s.data() + 5, 30);  // a piece of a large string; reallocates to exactly 70
     EXPECT_EQ(70u, s.capacity());
-    EXPECT_EQ(std::string("0123456789012345678901234567890123456789") +
-                  "567890123456789012345678901234",
-              s.c_str());
+    EXPECT_EQ(
+        std::string("0123456789012345678901234567890123456789") + "567890123456789012345678901234",
+        s.c_str());
 }
 
 TEST(FlexString, AssignmentReusesOnlyABiggerBlock) {
@@ -303,6 +307,27 @@ TEST(FlexString, NullTextsAreEmptyAndBadPositionsThrow) {
     EXPECT_EQ('\0', s[3]);
 }
 
+TEST(FlexString, LiteralZeroIsAPositionAndConstIteratorsWork) {
+    // The iterators are pointers, so 0 could name either; the calls below must compile and
+    // treat it as a position.
+    String s("hello");
+    s.erase(0, 1);
+    s.insert(0, 2, 'x');
+    s.replace(0, 0, "ab");
+    s.replace(0, 0, 1, 'c');
+    EXPECT_EQ("cabxxello", s);
+    s.erase(0);
+    EXPECT_TRUE(s.empty());
+    s = "0123456789";
+    String::const_iterator b = s.cbegin();
+    EXPECT_EQ(s.begin(), s.erase(b));
+    EXPECT_EQ(s.begin() + 2, s.insert(s.cbegin() + 2, 'q'));
+    EXPECT_EQ(s.begin() + 1, s.insert(s.cbegin() + 1, s.cbegin() + 3, s.cbegin() + 5));
+    EXPECT_EQ("1342q3456789", s);
+    s.replace(s.cbegin(), s.cend() - 2, "-");
+    EXPECT_EQ("-89", s);
+}
+
 // ---- differential test against std::string ----------------------------------------------
 
 template <class S>
@@ -355,21 +380,48 @@ int randomOp(std::mt19937& rng, S& s, std::string& ref, S& o, std::string& oref)
     const std::string text = randomText(rng, rng() % 8 == 0 ? 80 : 20);
     const int op = static_cast<int>(rng() % 30);
     switch (op) {
-        case 0: s.append(text.c_str()); ref.append(text); break;
-        case 1: s.append(s); ref.append(std::string(ref)); break;
-        case 2: s.append(s.data() + pos, n); ref.append(ref.substr(pos, n)); break;
-        case 3: s.append(s.begin() + pos, s.begin() + pos2); ref.append(ref.substr(pos, n)); break;
-        case 4: s.append(n % 40, c); ref.append(n % 40, c); break;
-        case 5: s.push_back(c); ref.push_back(c); break;
-        case 6: s.insert(pos, text.c_str()); ref.insert(pos, text); break;
+        case 0:
+            s.append(text.c_str());
+            ref.append(text);
+            break;
+        case 1:
+            s.append(s);
+            ref.append(std::string(ref));
+            break;
+        case 2:
+            s.append(s.data() + pos, n);
+            ref.append(ref.substr(pos, n));
+            break;
+        case 3:
+            s.append(s.begin() + pos, s.begin() + pos2);
+            ref.append(ref.substr(pos, n));
+            break;
+        case 4:
+            s.append(n % 40, c);
+            ref.append(n % 40, c);
+            break;
+        case 5:
+            s.push_back(c);
+            ref.push_back(c);
+            break;
+        case 6:
+            s.insert(pos, text.c_str());
+            ref.insert(pos, text);
+            break;
         case 7: {
             const std::size_t at = pick(sz);
             s.insert(s.begin() + at, s.begin() + pos, s.begin() + pos2);
             ref.insert(at, ref.substr(pos, n));
             break;
         }
-        case 8: s.insert(pos, n % 40, c); ref.insert(pos, n % 40, c); break;
-        case 9: s.replace(pos, n, text.c_str()); ref.replace(pos, n, text); break;
+        case 8:
+            s.insert(pos, n % 40, c);
+            ref.insert(pos, n % 40, c);
+            break;
+        case 9:
+            s.replace(pos, n, text.c_str());
+            ref.replace(pos, n, text);
+            break;
         case 10: {
             const std::size_t a = pick(sz);
             const std::size_t b = a + pick(sz - a);
@@ -383,8 +435,14 @@ int randomOp(std::mt19937& rng, S& s, std::string& ref, S& o, std::string& oref)
             ref.replace(a, n, ref.substr(pos, n));
             break;
         }
-        case 12: s.replace(pos, n, n % 7 + pos % 40, c); ref.replace(pos, n, n % 7 + pos % 40, c); break;
-        case 13: s.erase(pos, n); ref.erase(pos, n); break;
+        case 12:
+            s.replace(pos, n, n % 7 + pos % 40, c);
+            ref.replace(pos, n, n % 7 + pos % 40, c);
+            break;
+        case 13:
+            s.erase(pos, n);
+            ref.erase(pos, n);
+            break;
         case 14: {
             const std::size_t len = pick(sz + 40);
             s.resize(len, c);
@@ -398,9 +456,18 @@ int randomOp(std::mt19937& rng, S& s, std::string& ref, S& o, std::string& oref)
             if (cap > before && s.capacity() != cap) return -op;
             break;
         }
-        case 16: s = o; ref = oref; break;
-        case 17: s.assign(s.data() + pos, n); ref = ref.substr(pos, n); break;
-        case 18: s.swap(o); ref.swap(oref); break;
+        case 16:
+            s = o;
+            ref = oref;
+            break;
+        case 17:
+            s.assign(s.data() + pos, n);
+            ref = ref.substr(pos, n);
+            break;
+        case 18:
+            s.swap(o);
+            ref.swap(oref);
+            break;
         case 19: {
             S copy(s);
             S moved(std::move(copy));
@@ -409,10 +476,22 @@ int randomOp(std::mt19937& rng, S& s, std::string& ref, S& o, std::string& oref)
             oref = ref;
             break;
         }
-        case 20: if (pos % 5 == 0) { s.clear(); ref.clear(); } break;
-        case 21: if (!ref.empty()) { s.pop_back(); ref.pop_back(); } break;
-        case 22: s.append(s.rbegin() + (sz - pos2), s.rbegin() + (sz - pos));
-                 ref.append(ref.rbegin() + (sz - pos2), ref.rbegin() + (sz - pos)); break;
+        case 20:
+            if (pos % 5 == 0) {
+                s.clear();
+                ref.clear();
+            }
+            break;
+        case 21:
+            if (!ref.empty()) {
+                s.pop_back();
+                ref.pop_back();
+            }
+            break;
+        case 22:
+            s.append(s.rbegin() + (sz - pos2), s.rbegin() + (sz - pos));
+            ref.append(ref.rbegin() + (sz - pos2), ref.rbegin() + (sz - pos));
+            break;
         case 23: {  // a non-pointer forward range and a single-pass input range
             const std::list<char> l(text.begin(), text.end());
             s.insert(s.begin() + pos, l.begin(), l.end());
@@ -438,18 +517,31 @@ int randomOp(std::mt19937& rng, S& s, std::string& ref, S& o, std::string& oref)
         }
         case 25: {  // comparisons, substr, concatenation
             const S sub = s.substr(pos, n);
-            if (sub != S(ref.substr(pos, n).c_str()) || sign(s.compare(o)) != sign(ref.compare(oref)) ||
-                (s < o) != (ref < oref) || (s == o) != (ref == oref) ||
+            if (sub != S(ref.substr(pos, n).c_str()) ||
+                sign(s.compare(o)) != sign(ref.compare(oref)) || (s < o) != (ref < oref) ||
+                (s == o) != (ref == oref) ||
                 sign(s.compare(pos, n, text.c_str())) != sign(ref.compare(pos, n, text)) ||
                 std::string((s + o).c_str()) != ref + oref ||
                 std::string((c + s + text.c_str()).c_str()) != c + ref + text)
                 return -op;
             break;
         }
-        case 26: s.replace(pos, n, s); ref.replace(pos, n, std::string(ref)); break;
-        case 27: s.insert(pos, s); ref.insert(pos, std::string(ref)); break;
-        case 28: o.assign(text.c_str()); oref = text; break;
-        default: s.assign(s.begin() + pos, s.begin() + pos2); ref = ref.substr(pos, n); break;
+        case 26:
+            s.replace(pos, n, s);
+            ref.replace(pos, n, std::string(ref));
+            break;
+        case 27:
+            s.insert(pos, s);
+            ref.insert(pos, std::string(ref));
+            break;
+        case 28:
+            o.assign(text.c_str());
+            oref = text;
+            break;
+        default:
+            s.assign(s.begin() + pos, s.begin() + pos2);
+            ref = ref.substr(pos, n);
+            break;
     }
     if (ref.size() > 400) {  // keep strings short so that small mode is visited often
         s.erase(0, 350);

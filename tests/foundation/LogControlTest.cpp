@@ -71,15 +71,20 @@ protected:
 
 const char kUsage[] =
     "logfilter command usage:\n"
-    "logfilter -loglevel [levelnum](0-no printlevel, 1-fatal, 2-error, 3-warn, 4-info, 5-trace, 6-debug): set log level\n"
+    "logfilter -loglevel [levelnum](0-no printlevel, 1-fatal, 2-error, 3-warn, 4-info, 5-trace, "
+    "6-debug): set log level\n"
     "logfilter -logmodule [modulename] [on/off] #turn module's log on/off\n"
     "logfilter -logmodule [on/off] #turn ALL module's log on/off\n"
-    "logfilter -logpath [logpath/] #logger module's log to logpath or cancel logger(by set path to )\n"
+    "logfilter -logpath [logpath/] #logger module's log to logpath or cancel logger(by set path to "
+    ")\n"
     "logfilter -logmodulestatistics  [on/off] #turn ALL module's logstatistics func on/off\n"
     "logfiter -logsize [logsize] #log file max size limited to logsize Kbytes\n"
-    "logfiter -logsavesetting bysize [logsize] [maxnumber]#(logsize-log will save as a new file if log's size reaches to logsize),(maxnumber-total log file)\n"
-    "logfiter -logsavesetting byday [on/off] [maxnumber] #(on-log will save as a new file if date changes),(maxnumber-total log file)\n"
-    "logfiter -logsavesetting filenametime [day/sec] #[day]:the time info of log file name includes -y-m-d, [sec]: -y-m-d-h-m-s, default: -y-m-d;\n"
+    "logfiter -logsavesetting bysize [logsize] [maxnumber]#(logsize-log will save as a new file if "
+    "log's size reaches to logsize),(maxnumber-total log file)\n"
+    "logfiter -logsavesetting byday [on/off] [maxnumber] #(on-log will save as a new file if date "
+    "changes),(maxnumber-total log file)\n"
+    "logfiter -logsavesetting filenametime [day/sec] #[day]:the time info of log file name "
+    "includes -y-m-d, [sec]: -y-m-d-h-m-s, default: -y-m-d;\n"
     "logfiter -logsavesetting none #log file save in the old way\n";
 
 }  // namespace
@@ -296,8 +301,8 @@ TEST_F(LogControl, SaveSettings) {
 
     run({"-logsavesetting", "None"});
     EXPECT_TRUE(Detail::logFileSettings().oldWay);
-    run({"-logsavesetting", "byday"});  // two words other than "none": nothing
-    run({"-logsavesetting", "byday", "on"});  // three words: not the byday row
+    run({"-logsavesetting", "byday"});                  // two words other than "none": nothing
+    run({"-logsavesetting", "byday", "on"});            // three words: not the byday row
     run({"-logsavesetting", "bysize", "1", "2", "3"});  // five words: no row
     run({"-logsavesetting"});
     s = Detail::logFileSettings();
@@ -373,7 +378,8 @@ TEST_F(LogControl, DumpHexRows) {
 
     EXPECT_TRUE(dumped(bytes.data(), 0).empty());
 
-    std::vector<std::string> rows = dumped(reinterpret_cast<unsigned char*>(const_cast<char*>(text)), 16);
+    std::vector<std::string> rows =
+        dumped(reinterpret_cast<unsigned char*>(const_cast<char*>(text)), 16);
     ASSERT_EQ(1u, rows.size());
     EXPECT_EQ(expectedDump(reinterpret_cast<const unsigned char*>(text), 16), rows);
     EXPECT_EQ("41 7a 7b 7c 7d 7e 20 30 39 1f 7f 80 ff 09 0a 20   Az.... 09...... \n",

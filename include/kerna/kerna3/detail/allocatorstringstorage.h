@@ -89,7 +89,8 @@ public:
     size_type capacity() const { return static_cast<size_type>(block_->capacityEnd_ - begin()); }
     size_type max_size() const {
         return (std::allocator_traits<ByteAllocator>::max_size(ByteAllocator(get_allocator())) -
-                sizeof(StringBlock)) / sizeof(E);
+                sizeof(StringBlock)) /
+               sizeof(E);
     }
 
     /// Makes room for `res_arg` characters: a new block of capacity exactly `res_arg` if the
@@ -190,10 +191,10 @@ private:
 };
 
 template <typename E, class A>
-const typename AllocatorStringStorage<E, A>::StringBlock AllocatorStringStorage<E, A>::emptyBlock_ = {
-    const_cast<E*>(AllocatorStringStorage<E, A>::emptyBlock_.chars_),
-    const_cast<E*>(AllocatorStringStorage<E, A>::emptyBlock_.chars_),
-    {E()}};
+const typename AllocatorStringStorage<E, A>::StringBlock AllocatorStringStorage<E, A>::emptyBlock_ =
+    {const_cast<E*>(AllocatorStringStorage<E, A>::emptyBlock_.chars_),
+     const_cast<E*>(AllocatorStringStorage<E, A>::emptyBlock_.chars_),
+     {E()}};
 
 }  // namespace Kerna
 }  // namespace Tessaran

@@ -57,6 +57,16 @@ public:
 
     static constexpr size_type npos = size_type(-1);
 
+private:
+    // Admits this string's iterators only. Since the iterators are plain pointers, a literal 0
+    // would otherwise fit both a position and an iterator; this way it is always a position.
+    template <class It>
+    using EnableIfIterator = typename std::enable_if<
+        std::is_same<It, iterator>::value || std::is_same<It, const_iterator>::value, int>::type;
+
+    iterator mutableIterator(const_iterator p) { return begin() + (p - cbegin()); }
+
+public:
     // ---- construction ------------------------------------------------------------------
 
     /// An empty string; allocates nothing.
@@ -77,8 +87,7 @@ public:
     flex_string(const value_type* s, const A& a = A()) : Storage(s, lengthOf(s), a) {}
 
     /// `n` characters from `s` (a null `s` gives an empty string).
-    flex_string(const value_type* s, size_type n, const A& a = A())
-        : Storage(s, s ? n : 0, a) {}
+    flex_string(const value_type* s, size_type n, const A& a = A()) : Storage(s, s ? n : 0, a) {}
 
     /// `n` copies of `c`.
     flex_string(size_type n, value_type c, const A& a = A()) : Storage(n, c, a) {}
@@ -198,9 +207,7 @@ public:
     }
 
     /// Appends `n` characters from `s`, which may point into this string.
-    flex_string& append(const value_type* s, size_type n) {
-        return appendPointers(s, s ? n : 0);
-    }
+    flex_string& append(const value_type* s, size_type n) { return appendPointers(s, s ? n : 0); }
     flex_string& append(const value_type* s) { return appendPointers(s, lengthOf(s)); }
 
     /// Appends `n` copies of `c`.
@@ -304,9 +311,7 @@ public:
         return *this;
     }
 
-    flex_string& insert(size_type pos, const value_type* s) {
-        return insert(pos, s, lengthOf(s));
-    }
+    flex_string& insert(size_type pos, const value_type* s) { return insert(pos, s, lengthOf(s)); }
 
     flex_string& insert(size_type pos, size_type n, value_type c) {
         if (pos > size()) throw std::out_of_range("flex_string::insert");
@@ -315,29 +320,32 @@ public:
     }
 
     /// Inserts `c` before `p`; returns an iterator to the inserted character.
-    iterator insert(iterator p, value_type c) {
-        const size_type pos = static_cast<size_type>(p - begin());
-        insert(p, size_type(1), c);
-        return begin() + pos;
+    template <class It, EnableIfIterator<It> = 0>
+    iterator insert(It p, value_type c) {
+        return insert(p, size_type(1), c);
     }
 
     /// Inserts `n` copies of `c` before `p`; returns an iterator to the first inserted one.
-    iterator insert(iterator p, size_type n, value_type c) {
-        const size_type pos = static_cast<size_type>(p - begin());
+    template <class It, EnableIfIterator<It> = 0>
+    iterator insert(It p, size_type n, value_type c) {
+        const size_type pos = static_cast<size_type>(p - cbegin());
         assert(pos <= size());
         insertFill(pos, n, c);
         return begin() + pos;
     }
 
-    /// Inserts [first, last) before `p`; the range may lie in this string.
-    template <class InputIterator>
-    void insert(iterator p, InputIterator first, InputIterator last) {
+    /// Inserts [first, last) before `p`; the range may lie in this string. Returns an iterator
+    /// to the first inserted character.
+    template <class It, class InputIterator, EnableIfIterator<It> = 0>
+    iterator insert(It p, InputIterator first, InputIterator last) {
+        const size_type pos = static_cast<size_type>(p - cbegin());
         if constexpr (std::is_integral<InputIterator>::value) {
             insert(p, static_cast<size_type>(first), static_cast<value_type>(last));
         } else {
-            insertRange(p, first, last,
+            insertRange(mutableIterator(p), first, last,
                         typename std::iterator_traits<InputIterator>::iterator_category());
         }
+        return begin() + pos;
     }
 
     // ---- erase -------------------------------------------------------------------------
@@ -354,15 +362,19 @@ public:
         return *this;
     }
 
-    iterator erase(iterator position) {
-        const size_type pos = static_cast<size_type>(position - begin());
+    /// Removes the character at `position`; returns an iterator to the one behind it.
+    template <class It, EnableIfIterator<It> = 0>
+    iterator erase(It position) {
+        const size_type pos = static_cast<size_type>(position - cbegin());
         erase(pos, 1);
         return begin() + pos;
     }
 
-    iterator erase(iterator first, iterator last) {
-        const size_type pos = static_cast<size_type>(first - begin());
-        erase(pos, static_cast<size_type>(last - first));
+    /// Removes [first, last); returns an iterator to the character behind them.
+    template <class It1, class It2, EnableIfIterator<It1> = 0, EnableIfIterator<It2> = 0>
+    iterator erase(It1 first, It2 last) {
+        const size_type pos = static_cast<size_type>(first - cbegin());
+        erase(pos, static_cast<size_type>(const_iterator(last) - const_iterator(first)));
         return begin() + pos;
     }
 
@@ -400,41 +412,37 @@ public:
         return replace(b, b + std::min(n1, sz - pos), n2, c);
     }
 
-    flex_string& replace(iterator i1, iterator i2, const flex_string& str) {
+    template <class It1, class It2, EnableIfIterator<It1> = 0, EnableIfIterator<It2> = 0>
+    flex_string& replace(It1 i1, It2 i2, const flex_string& str) {
         return replace(i1, i2, str.data(), str.data() + str.size());
     }
 
-    flex_string& replace(iterator i1, iterator i2, const value_type* s, size_type n) {
+    template <class It1, class It2, EnableIfIterator<It1> = 0, EnableIfIterator<It2> = 0>
+    flex_string& replace(It1 i1, It2 i2, const value_type* s, size_type n) {
         return replace(i1, i2, s, s + (s ? n : 0));
     }
 
-    flex_string& replace(iterator i1, iterator i2, const value_type* s) {
+    template <class It1, class It2, EnableIfIterator<It1> = 0, EnableIfIterator<It2> = 0>
+    flex_string& replace(It1 i1, It2 i2, const value_type* s) {
         return replace(i1, i2, s, s + lengthOf(s));
     }
 
     /// Replaces [i1, i2) by `n2` copies of `c`.
-    flex_string& replace(iterator i1, iterator i2, size_type n2, value_type c) {
-        checkReplaceRange(i1, i2);
-        const size_type pos = static_cast<size_type>(i1 - begin());
-        const size_type n1 = static_cast<size_type>(i2 - i1);
-        if (n1 >= n2) {
-            std::fill(i1, i1 + n2, c);
-            erase(pos + n2, n1 - n2);
-        } else {
-            std::fill(i1, i2, c);
-            insertFill(pos + n1, n2 - n1, c);
-        }
-        return *this;
+    template <class It1, class It2, EnableIfIterator<It1> = 0, EnableIfIterator<It2> = 0>
+    flex_string& replace(It1 i1, It2 i2, size_type n2, value_type c) {
+        return replaceFill(mutableIterator(i1), mutableIterator(i2), n2, c);
     }
 
     /// Replaces [i1, i2) by [j1, j2), which may lie in this string; two integers mean (count,
     /// character).
-    template <class InputIterator>
-    flex_string& replace(iterator i1, iterator i2, InputIterator j1, InputIterator j2) {
+    template <class It1, class It2, class InputIterator, EnableIfIterator<It1> = 0,
+              EnableIfIterator<It2> = 0>
+    flex_string& replace(It1 i1, It2 i2, InputIterator j1, InputIterator j2) {
         if constexpr (std::is_integral<InputIterator>::value) {
-            return replace(i1, i2, static_cast<size_type>(j1), static_cast<value_type>(j2));
+            return replaceFill(mutableIterator(i1), mutableIterator(i2), static_cast<size_type>(j1),
+                               static_cast<value_type>(j2));
         } else {
-            return replaceRange(i1, i2, j1, j2,
+            return replaceRange(mutableIterator(i1), mutableIterator(i2), j1, j2,
                                 typename std::iterator_traits<InputIterator>::iterator_category());
         }
     }
@@ -687,8 +695,7 @@ private:
     }
 
     template <class InputIterator>
-    void insertRange(iterator p, InputIterator first, InputIterator last,
-                     std::input_iterator_tag) {
+    void insertRange(iterator p, InputIterator first, InputIterator last, std::input_iterator_tag) {
         const std::vector<E> temp(first, last);
         InsertImpl(p, temp.data(), temp.data() + temp.size());
     }
@@ -738,6 +745,20 @@ private:
             Storage::append(d + pos, d + oldSize);
             std::copy(s1, t, &*begin() + pos);
         }
+    }
+
+    flex_string& replaceFill(iterator i1, iterator i2, size_type n2, value_type c) {
+        checkReplaceRange(i1, i2);
+        const size_type pos = static_cast<size_type>(i1 - begin());
+        const size_type n1 = static_cast<size_type>(i2 - i1);
+        if (n1 >= n2) {
+            std::fill(i1, i1 + n2, c);
+            erase(pos + n2, n1 - n2);
+        } else {
+            std::fill(i1, i2, c);
+            insertFill(pos + n1, n2 - n1, c);
+        }
+        return *this;
     }
 
     void checkReplaceRange(iterator i1, iterator i2) const {

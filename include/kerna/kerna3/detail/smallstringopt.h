@@ -25,8 +25,7 @@ namespace Kerna {
 /// Small-string storage over the heap policy `Storage`: strings of up to `threshold` characters
 /// (at least as many as fit over a Storage object or an `Align`) live in the object itself.
 /// `Align` sets the object's alignment. Not thread-safe; `c_str` writes into the object.
-template <class Storage, unsigned int threshold,
-          typename Align = typename Storage::value_type*>
+template <class Storage, unsigned int threshold, typename Align = typename Storage::value_type*>
 class SmallStringOpt {
 public:
     typedef typename Storage::value_type value_type;
@@ -49,9 +48,7 @@ public:
     enum { magic = maxSmallString + 1 };
 
     /// An empty small string.
-    explicit SmallStringOpt(const allocator_type& = allocator_type()) {
-        setSmallSize(0);
-    }
+    explicit SmallStringOpt(const allocator_type& = allocator_type()) { setSmallSize(0); }
 
     /// A copy. A source that fits inline is copied inline, also from large mode, so that copying
     /// a short string never allocates; a longer one gets a heap copy of exactly its size.
