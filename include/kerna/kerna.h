@@ -15,5 +15,10 @@
 #include "kerna/kerna3/AtomicCount.h"
 #include "kerna/kerna3/Process.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
+#include "kerna/memory/Buffer.h"
+#include "kerna/memory/MemPool.h"
+#include "kerna/memory/Packet.h"
+#include "kerna/memory/PacketManager.h"
+#include "kerna/memory/SharePacketHelper.h"
 
 #endif  // KERNA_KERNA_H_

@@ -6,6 +6,7 @@
 // the initialisation of different units. The packet managers are deliberately not made here:
 // they are made on first use, so that a program can still choose a pool policy from main.
 #include "concurrency/FunctionReuse.h"
+#include "kerna/memory/SharePacketHelper.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -17,6 +18,7 @@ public:
     LibraryStartup() {
         // The order below is the library's start order; each subsystem adds its line in place.
         functionReuseSlot();
+        Memory::CSharePacketHelper::instance();  // touches no packet manager
     }
 };
 

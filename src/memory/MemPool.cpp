@@ -35,10 +35,10 @@ inline void writeLink(void* item, void* next) { std::memcpy(item, &next, sizeof(
 
 class MemPoolInternal {
 public:
-    MemPoolInternal(unsigned int itemSize, unsigned int itemsPerChunk)
+    MemPoolInternal(unsigned int size, unsigned int perChunk)
         : chunks(nullptr),
-          itemSize(itemSize < 8 ? 8 : itemSize),
-          itemsPerChunk(itemsPerChunk < 1 ? 1 : itemsPerChunk),
+          itemSize(size < 8 ? 8 : size),
+          itemsPerChunk(perChunk < 1 ? 1 : perChunk),
           freeList(nullptr) {}
 
     ChunkHeader* chunks;

@@ -106,7 +106,7 @@ private:
     // on its own alignment wherever the block's end falls (sizes are aligned to 4 only).
     static uint64_t recordSize() { return sizeof(OldPacketInternal) + alignof(OldPacketInternal) - 1; }
 
-    // Builds a record in the last kRecordSize bytes before `areaEnd`.
+    // Builds a record in the last recordSize() bytes before `areaEnd`.
     static OldPacketInternal* placeAt(unsigned char* areaEnd) {
         uintptr_t at = reinterpret_cast<uintptr_t>(areaEnd) - sizeof(OldPacketInternal);
         at &= ~uintptr_t(alignof(OldPacketInternal) - 1);

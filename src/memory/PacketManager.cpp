@@ -13,7 +13,7 @@
 
 #include "foundation/Log.h"
 #include "memory/PacketManagerInternal.h"
-#include "platform/Thread.h"
+#include "platform/Tls.h"
 
 namespace Tessaran {
 namespace Memory {
@@ -82,12 +82,12 @@ CPacketManager::PoolParameter PacketManagerInternal::sm_param = {2097152, 1024, 
 std::atomic<bool> PacketManagerInternal::sm_configurable{true};
 std::atomic<PacketManagerInternal*> PacketManagerInternal::sm_instance{nullptr};
 
-PacketManagerInternal::MemoryOperator& PacketManagerInternal::memop() {
+PacketManagerInternal::MemoryOperator& PacketManagerInternal::storedMemop() {
     static MemoryOperator* m = new MemoryOperator();
     return *m;
 }
 
-void PacketManagerInternal::config(Policy policy, MemoryOperator* memop_, PoolParameter* param) {
+void PacketManagerInternal::config(Policy policy, MemoryOperator* memop, PoolParameter* param) {
     if (!sm_configurable.load(std::memory_order_acquire)) {
         KERNA_LOG(3, "PacketManagerInternal::config() failured: Packet Manager has been configured!\n");
         return;
@@ -105,9 +105,9 @@ void PacketManagerInternal::config(Policy policy, MemoryOperator* memop_, PoolPa
         KERNA_ASSERT(param->alignSize >= 4);
         sm_param = *param;
     }
-    if (memop_ != nullptr) {
-        KERNA_ASSERT(!memop_->malloc.empty() && !memop_->free.empty() && !memop_->memcpy.empty());
-        memop() = *memop_;
+    if (memop != nullptr) {
+        KERNA_ASSERT(!memop->malloc.empty() && !memop->free.empty() && !memop->memcpy.empty());
+        storedMemop() = *memop;
     }
 }
 
@@ -165,7 +165,7 @@ PacketManagerInternal::PacketManagerInternal()
     // A block count beyond 31 bits, or a region size beyond 64 bits, is a region that can't
     // be had, like one the operator refuses.
     if (blocks <= uint64_t(INT32_MAX) && blocks + 1 <= UINT64_MAX / chunkSize) {
-        m_poolBuffer = static_cast<unsigned char*>(memop().malloc(size_t((blocks + 1) * chunkSize)));
+        m_poolBuffer = static_cast<unsigned char*>(storedMemop().malloc(size_t((blocks + 1) * chunkSize)));
     }
     if (m_poolBuffer == nullptr) {
         KERNA_LOG(1, "sm_param.chunkSize malloc failed!\n");
@@ -196,7 +196,7 @@ PacketManagerInternal::PacketManagerInternal()
 
 PacketManagerInternal::~PacketManagerInternal() {
     if (m_policy == CPacketManager::policySystem) return;
-    if (m_poolBuffer != nullptr) memop().free(m_poolBuffer);
+    if (m_poolBuffer != nullptr) storedMemop().free(m_poolBuffer);
     m_poolBuffer = nullptr;
 }
 
@@ -207,12 +207,12 @@ uint64_t PacketManagerInternal::alignUp(uint64_t size) const {
     return (size + m_alignment - 1) & ~(m_alignment - 1);
 }
 
-void* PacketManagerInternal::sysMalloc(size_t& size) { return memop().malloc(size); }
+void* PacketManagerInternal::sysMalloc(size_t& size) { return storedMemop().malloc(size); }
 
-void PacketManagerInternal::sysFree(void* p) { memop().free(p); }
+void PacketManagerInternal::sysFree(void* p) { storedMemop().free(p); }
 
 void* PacketManagerInternal::sysMemcpy(void* dst, const void* src, size_t n) {
-    return memop().memcpy(dst, src, n);
+    return storedMemop().memcpy(dst, src, n);
 }
 
 void* PacketManagerInternal::Pool_Malloc(size_t& size) {
@@ -270,7 +270,7 @@ void* PacketManagerInternal::poolMemcpy(void* dst, const void* src, size_t n) {
     const uintptr_t hi = lo + m_totalSize;
     const uintptr_t d = reinterpret_cast<uintptr_t>(dst);
     const uintptr_t s = reinterpret_cast<uintptr_t>(src);
-    if (d >= lo && d < hi && s >= lo && s < hi) return memop().memcpy(dst, src, n);
+    if (d >= lo && d < hi && s >= lo && s < hi) return storedMemop().memcpy(dst, src, n);
     return std::memcpy(dst, src, n);
 }
 

@@ -65,7 +65,7 @@ private:
     PacketManagerInternal& operator=(const PacketManagerInternal&) = delete;
 
     static void destroyInstance();
-    static MemoryOperator& memop();
+    static MemoryOperator& storedMemop();
 
     void* sysMalloc(size_t& size);
     void sysFree(void* p);
