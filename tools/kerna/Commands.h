@@ -20,6 +20,10 @@ extern const Command commands[];
 int cmdVersion(int argc, char** argv);
 int cmdDemo(int argc, char** argv);
 
+/// The packet scene of `kerna demo`: chooses a pool policy, so it must run before anything
+/// in the process has made a packet. Returns 0.
+int demoPackets();
+
 }  // namespace KernaTool
 
 #endif  // KERNA_TOOLS_KERNA_COMMANDS_H_

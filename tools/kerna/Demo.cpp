@@ -87,6 +87,7 @@ int cmdDemo(int argc, char** argv) {
         return 0;
     }
     demoPrintPath();
+    demoPackets();
     printf("\ndemo done\n");
     return 0;
 }
