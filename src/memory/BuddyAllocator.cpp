@@ -14,14 +14,7 @@ namespace Detail {
 namespace {
 
 // floor(log2(v)), with log2 of 0 taken as 0.
-int32_t floorLog2(uint64_t v) {
-    int32_t r = 0;
-    while (v > 1) {
-        v >>= 1;
-        ++r;
-    }
-    return r;
-}
+int32_t floorLog2(uint64_t v) { return v == 0 ? 0 : 63 - __builtin_clzll(v); }
 
 }  // namespace
 
