@@ -24,5 +24,10 @@
 #include "kerna/kerna3/Thread.h"
 #include "kerna/kerna3/ThreadManager.h"
 #include "kerna/kerna3/Time.h"
+#include "kerna/memory/Buffer.h"
+#include "kerna/memory/MemPool.h"
+#include "kerna/memory/Packet.h"
+#include "kerna/memory/PacketManager.h"
+#include "kerna/memory/SharePacketHelper.h"
 
 #endif  // KERNA_KERNA_H_

@@ -11,6 +11,7 @@
 #include "kerna/kerna3/Error.h"
 #include "kerna/kerna3/ThreadManager.h"
 #include "kerna/kerna3/Timer.h"
+#include "kerna/memory/SharePacketHelper.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -26,7 +27,8 @@ public:
         CThreadManager::instance();
         CTimerManager::instance();  // starts the "TimerManager" thread
         CThreadLoadingController::instance();
-        getErrMsg(0);  // the error table
+        getErrMsg(0);                            // the error table
+        Memory::CSharePacketHelper::instance();  // touches no packet manager
     }
 };
 

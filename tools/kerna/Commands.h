@@ -23,6 +23,9 @@ int cmdDemo(int argc, char** argv);
 /// Scenes of the demo, one per subsystem.
 void demoThreads();
 void demoTimers();
+/// The packet scene of `kerna demo`: chooses a pool policy, so it must run before anything
+/// in the process has made a packet. Returns 0.
+int demoPackets();
 
 }  // namespace KernaTool
 

@@ -89,6 +89,7 @@ int cmdDemo(int argc, char** argv) {
     demoPrintPath();
     demoThreads();
     demoTimers();
+    demoPackets();
     printf("\ndemo done\n");
     return 0;
 }
