@@ -15,5 +15,7 @@
 #include "kerna/kerna3/AtomicCount.h"
 #include "kerna/kerna3/Process.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
+#include "kerna/utils/Charset.h"
+#include "kerna/utils/IntervalSet.h"
 
 #endif  // KERNA_KERNA_H_

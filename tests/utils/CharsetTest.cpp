@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "IconvOracle.h"
+#include "support/LogCapture.h"
 
 namespace Tessaran {
 namespace Utils {
@@ -447,6 +448,69 @@ TEST(CharsetUcs4, LengthsAndBounds) {
     EXPECT_EQ(utf8ToUCS4(utf8, 6, nullptr, 16), 0);
 }
 
+// The UCS-4 family reports at level 3 (warn), with these exact texts; the others never log.
+TEST(CharsetUcs4, WarnsWithExactLines) {
+    KernaTest::LogCapture capture;
+    uint32_t chars[2] = {0x20AC, 0x80000000u};
+    char* in = reinterpret_cast<char*>(chars);
+    unsigned char out[8];
+    char utf8[] = "A\xC3\xA9";
+    EXPECT_EQ(UCS4ToUtf8(in + 4, 4, out, 8), 0);  // nothing to write, nothing to say
+    EXPECT_TRUE(capture.lines().empty());
+
+    UCS4ToUtf8(nullptr, 4, out, 8);
+    UCS4ToUtf8(in, 4, nullptr, 8);
+    UCS4ToUtf8(in, 6, out, 8);
+    UCS4ToUtf8(in, 4, out, 2);
+    utf8ToUCS4(nullptr, 3, out, 8);
+    utf8ToUCS4(utf8, 3, nullptr, 8);
+    utf8ToUCS4(utf8, 3, out, 3);
+    utf8ToUCS4(utf8 + 1, 1, out, 8);
+    const std::vector<std::string> expected = {
+        "ucs4 is invalid\n",
+        "utf8 is invalid\n",
+        "UCS4ToUtf8 ucs4Len error\n",
+        "UCS4ToUtf8 utf8Size error\n",
+        "utf8 is invalid\n",
+        "UCS4 is invalid\n",
+        "ucs4Len too short, suggest set:12 bytes",
+        "utf8 read overflow, need utf8Len:2",
+    };
+    EXPECT_EQ(capture.messages(), expected);
+    // Two of the texts end without a line feed, so the line after each continues without a
+    // prefix; all others carry the warn prefix.
+    const std::vector<std::string> lines = capture.lines();
+    ASSERT_EQ(lines.size(), expected.size());
+    for (size_t i = 0; i < lines.size(); ++i) {
+        const bool continues = i > 0 && expected[i - 1].back() != '\n';
+        EXPECT_EQ(lines[i].find(" warn Unknown ") != std::string::npos, !continues) << lines[i];
+        EXPECT_EQ(lines[i].find(" Charset:") != std::string::npos, !continues) << lines[i];
+    }
+    Tessaran::Kerna::logInfo("\n");  // end the open line
+
+    // Failures of the other families are silent.
+    capture.clear();
+    unsigned short u;
+    const unsigned char pair[] = {0xA1, 0x40};
+    char2uni(pair, 2, &u);
+    uni2char(0x20AC, out, 2);
+    utf8_mbtowc(&u, pair, 2);
+    utf8_wctomb(out, 0x4E2D, 1);
+    int dstLen = 0;
+    int srcLen = 2;
+    cp1250_to_utf8(out, dstLen, pair, srcLen);
+    cp1252_to_utf8(out, 8, nullptr, 1);
+    unsigned short euro[] = {0x20AC, 0};
+    char gb[4];
+    UniTGb2312(euro, 1, gb, 3);
+    EXPECT_TRUE(capture.lines().empty());
+
+    // Below the print level nothing is printed.
+    Tessaran::Kerna::setPrintLogLevel(2);
+    UCS4ToUtf8(nullptr, 4, out, 8);
+    EXPECT_TRUE(capture.lines().empty());
+}
+
 // ---- Code pages against iconv ------------------------------------------------------------
 
 typedef int (*CodePageFunction)(unsigned char*, int&, const unsigned char*, int&);
@@ -540,8 +604,8 @@ TEST_P(CharsetCodePage, EveryByteAsIconv) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AllPages, CharsetCodePage, ::testing::ValuesIn(kCodePages),
-                         [](const ::testing::TestParamInfo<CodePage>& info) {
-                             return std::string(info.param.name);
+                         [](const ::testing::TestParamInfo<CodePage>& param) {
+                             return std::string(param.param.name);
                          });
 
 TEST(CharsetCodePages, ResultsAndBounds) {

@@ -110,8 +110,8 @@ void listDirections() {
     }
 }
 
-void usage() {
-    std::fprintf(stderr,
+void usage(std::FILE* out) {
+    std::fprintf(out,
                  "usage: kerna iconv -f FROM -t TO [FILE]\n"
                  "       kerna iconv -l\n"
                  "Converts FILE (or standard input) to standard output.\n");
@@ -313,6 +313,8 @@ void singleByteToUtf8(const std::vector<unsigned char>& in, const Encoding& from
 
 }  // namespace
 
+namespace KernaTool {
+
 int cmdIconv(int argc, char** argv) {
     const char* fromName = nullptr;
     const char* toName = nullptr;
@@ -322,6 +324,9 @@ int cmdIconv(int argc, char** argv) {
         const std::string arg = argv[i];
         if (arg == "-l" || arg == "--list") {
             list = true;
+        } else if (arg == "-h" || arg == "--help") {
+            usage(stdout);
+            return 0;
         } else if ((arg == "-f" || arg == "-t") && i + 1 < argc) {
             (arg == "-f" ? fromName : toName) = argv[++i];
         } else if (arg.compare(0, 2, "-f") == 0 && arg.size() > 2) {
@@ -330,13 +335,13 @@ int cmdIconv(int argc, char** argv) {
             toName = argv[i] + 2;
         } else if (arg != "-" && !arg.empty() && arg[0] == '-') {
             std::fprintf(stderr, "kerna iconv: unknown option %s\n", arg.c_str());
-            usage();
+            usage(stderr);
             return 2;
         } else if (file == nullptr) {
             file = argv[i];
         } else {
             std::fprintf(stderr, "kerna iconv: one input file at most\n");
-            usage();
+            usage(stderr);
             return 2;
         }
     }
@@ -345,7 +350,7 @@ int cmdIconv(int argc, char** argv) {
         return 0;
     }
     if (fromName == nullptr || toName == nullptr) {
-        usage();
+        usage(stderr);
         return 2;
     }
     const Encoding* from = findEncoding(fromName);
@@ -405,3 +410,5 @@ int cmdIconv(int argc, char** argv) {
     }
     return 0;
 }
+
+}  // namespace KernaTool
