@@ -77,27 +77,32 @@ inline int decodeUtf8(unsigned short* out, const unsigned char* s, int length) {
     return -1;
 }
 
-// utf8_wctomb without the null check.
-inline int encodeUtf8(unsigned char* s, unsigned short value, int maxLength) {
-    if (value < 0x80 && maxLength > 0) {
-        *s = static_cast<unsigned char>(value);
+// Writes the UTF-8 form of a 16-bit value (1 to 3 bytes); the caller has checked the room.
+inline int putUtf8(unsigned char* s, unsigned int value) {
+    if (value < 0x80) {
+        s[0] = static_cast<unsigned char>(value);
         return 1;
     }
-    int written = 0;
-    for (const Utf8Row* row = utf8Table; row->cmask != 0 && maxLength > 0; ++row, --maxLength) {
-        ++written;
-        if (value <= row->lmask) {
-            int shift = row->shift;
-            *s = static_cast<unsigned char>(row->cval | (value >> shift));
-            while (shift > 0) {
-                shift -= 6;
-                ++s;
-                *s = static_cast<unsigned char>(0x80 | ((value >> shift) & 0x3F));
-            }
-            return written;
-        }
+    if (value < 0x800) {
+        s[0] = static_cast<unsigned char>(0xC0 | (value >> 6));
+        s[1] = static_cast<unsigned char>(0x80 | (value & 0x3F));
+        return 2;
     }
-    return -1;
+    s[0] = static_cast<unsigned char>(0xE0 | (value >> 12));
+    s[1] = static_cast<unsigned char>(0x80 | ((value >> 6) & 0x3F));
+    s[2] = static_cast<unsigned char>(0x80 | (value & 0x3F));
+    return 3;
+}
+
+// utf8_wctomb without the null check. The walk over the table's rows, unrolled for 16-bit
+// values (rows 1 to 3): each row passed uses up one byte of maxLength, so a value of k bytes
+// needs maxLength >= k.
+inline int encodeUtf8(unsigned char* s, unsigned short value, int maxLength) {
+    const int needed = value < 0x80 ? 1 : value < 0x800 ? 2 : 3;
+    if (maxLength < needed) {
+        return -1;
+    }
+    return putUtf8(s, value);
 }
 
 // char2uni without the argument checks; boundLen >= 1.
@@ -137,13 +142,6 @@ inline int encodeGbk(unsigned short uni, unsigned char* out, int boundLen) {
 // A GBK trail byte: the second byte of a code position, assigned or not.
 inline bool isGbkTrail(unsigned char c) {
     return c >= 0x40 && c <= 0xFE && c != 0x7F;
-}
-
-// The length of strlen(text) as an int, or -1 when the text is longer than an int can count
-// (together with its terminator).
-int textLength(const char* text) {
-    const size_t length = std::strlen(text);
-    return length < static_cast<size_t>(INT_MAX) ? static_cast<int>(length) : -1;
 }
 
 // One routine for all single-byte code pages to UTF-8.
@@ -349,7 +347,8 @@ int UniTGb2312(unsigned short* uni, int uniLen, char* gb, int gbLen) {
         unsigned char bytes[2];
         const int n = encodeGbk(value, bytes, 2);
         if (n < 0) {
-            return -1;
+            count = -1;
+            break;
         }
         if (n > gbLen - written) {
             break;
@@ -363,46 +362,143 @@ int UniTGb2312(unsigned short* uni, int uniLen, char* gb, int gbLen) {
     if (written > 0) {
         out[written] = 0;  // the terminator of the appended text; gb has gbLen + 1 bytes
     }
-    return count;
+    return count;  // or -1 at a value without mapping
 }
 
+// Gb2312ToUni into a temporary array, then utf8_wcstombs bounded by utf8Size, done in one pass
+// without the array: decoding is pure, so each value can be encoded as soon as it is read.
 int Gb2312TUtf8(char* gb, unsigned char* utf8, int utf8Size) {
     if (gb == nullptr || utf8 == nullptr) {
         return 0;
     }
-    const int length = textLength(gb);
-    if (length <= 0) {
-        return 0;  // empty, or too long to count
-    }
-    unsigned short* values = new (std::nothrow) unsigned short[static_cast<size_t>(length) + 1];
-    if (values == nullptr) {
+    const unsigned char* text = reinterpret_cast<const unsigned char*>(gb);
+    const size_t length = std::strlen(gb);
+    if (length == 0) {
         return 0;
     }
-    Gb2312ToUni(gb, values, length + 1);
-    if (utf8Size > 0) {
-        std::memset(utf8, 0, static_cast<size_t>(utf8Size));
+    size_t pos = 0;
+    int written = 0;
+    int room = utf8Size;  // utf8_wcstombs's maxLength
+    while (pos < length && room > 0) {
+        const unsigned char c = text[pos];
+        if (c < 0x80) {
+            if (length - pos >= 8 && room >= 8 && allAscii8(text + pos)) {
+                std::memcpy(utf8 + written, text + pos, 8);  // a run of ASCII
+                pos += 8;
+                written += 8;
+                room -= 8;
+            } else {
+                utf8[written++] = c;
+                --room;
+                ++pos;
+            }
+            continue;
+        }
+        // char2uni with the rest of the text as bound: a lead byte with a row and a byte behind
+        // it (never 0 inside the text) is a pair; anything else goes through the single table.
+        unsigned short value;
+        const unsigned short* row = gbkPageTable[c];
+        if (row != nullptr && pos + 1 < length) {
+            value = row[text[pos + 1]];
+            if (value == 0) {
+                pos += isGbkTrail(text[pos + 1]) ? 2 : 1;  // skipped as Gb2312ToUni does
+                continue;
+            }
+            pos += 2;
+        } else {
+            value = gbkSingleTable[c];
+            ++pos;
+        }
+        const int n = room >= 3 ? putUtf8(utf8 + written, value)
+                                : encodeUtf8(utf8 + written, value, room);
+        if (n < 0) {
+            --room;  // the value is dropped and uses up one byte of the bound
+        } else {
+            written += n;
+            room -= n;
+        }
     }
-    const int written = utf8_wcstombs(utf8, values, utf8Size);
-    delete[] values;
+    // utf8 is cleared over utf8Size bytes: behind the text, everything is 0.
+    if (utf8Size > written) {
+        std::memset(utf8 + written, 0, static_cast<size_t>(utf8Size - written));
+    }
     return written;
 }
 
+// utf8_mbstowcs bounded by utf8Len into a temporary array, then UniTGb2312 bounded by gbLen, done
+// in one pass without the array.
 int utf8TGb2312(unsigned char* utf8, char* gb, int utf8Len, int gbLen) {
     if (utf8 == nullptr || gb == nullptr) {
         return 0;
     }
-    const int length = textLength(reinterpret_cast<const char*>(utf8));
-    if (length <= 0) {
+    const size_t textLength = std::strlen(reinterpret_cast<const char*>(utf8));
+    if (textLength == 0) {
         return 0;
     }
-    unsigned short* values = new (std::nothrow) unsigned short[static_cast<size_t>(length) + 1]();
-    if (values == nullptr) {
-        return 0;
+    // utf8_mbstowcs stops at the terminator and at utf8Len.
+    const size_t limit = utf8Len <= 0 ? 0
+                         : textLength < static_cast<size_t>(utf8Len) ? textLength
+                                                                      : static_cast<size_t>(utf8Len);
+    unsigned char* out = reinterpret_cast<unsigned char*>(gb);
+    size_t pos = 0;
+    int written = 0;
+    int count = 0;
+    int result = 0;
+    for (;;) {
+        if (pos >= limit) {
+            result = count;
+            break;
+        }
+        if (limit - pos >= 8 && gbLen - written >= 8 && allAscii8(utf8 + pos)) {
+            std::memcpy(out + written, utf8 + pos, 8);
+            pos += 8;
+            written += 8;
+            count += 8;
+            continue;
+        }
+        unsigned short value;
+        const unsigned char c = utf8[pos];
+        if (c < 0x80) {
+            value = c;
+            ++pos;
+        } else {
+            const int used = decodeUtf8(&value, utf8 + pos, static_cast<int>(
+                limit - pos < static_cast<size_t>(INT_MAX) ? limit - pos : INT_MAX));
+            if (used < 0) {
+                ++pos;  // skipped, as utf8_mbstowcs does
+                continue;
+            }
+            pos += static_cast<size_t>(used);
+        }
+        if (value == 0) {
+            result = count;  // a long form cut to 0: UniTGb2312 ends at a 0 value
+            break;
+        }
+        unsigned char bytes[2];
+        const int n = value < 0x80 ? (bytes[0] = static_cast<unsigned char>(value), 1)
+                                   : encodeGbk(value, bytes, 2);
+        if (n < 0) {
+            result = -1;
+            break;
+        }
+        if (n > gbLen - written) {
+            result = count;
+            break;
+        }
+        out[written] = bytes[0];
+        if (n == 2) {
+            out[written + 1] = bytes[1];
+        }
+        written += n;
+        ++count;
     }
-    // utf8_mbstowcs stops at the terminator, so at most `length` values come out.
-    const int count = utf8_mbstowcs(values, utf8, utf8Len);
-    const int result = UniTGb2312(values, count, gb, gbLen);
-    delete[] values;
+    // gb is cleared over gbLen bytes; the appended text carries its terminator (gbLen + 1).
+    if (gbLen > written) {
+        std::memset(out + written, 0, static_cast<size_t>(gbLen - written));
+    }
+    if (written > 0) {
+        out[written] = 0;
+    }
     return result;
 }
 
@@ -526,66 +622,101 @@ unsigned short GetUnicodeFromUtf8(const char* s, int* length) {
 
 // ---- Code pages --------------------------------------------------------------------------
 
-int cp1252_to_utf8(unsigned char* dst, int dstSize, const unsigned char* src, int srcLen) {
-    using Detail::cp1252Table;
-    if (src == nullptr || srcLen < 1) {
-        return -1;
+namespace {
+
+// Writes the UTF-8 of src up to its first undefined byte, then one zero byte for each position
+// from that byte on, into [out, end), which has room for all of it.
+void writeCp1252(unsigned char* out, unsigned char* end, const unsigned char* src, int srcLen) {
+    using Detail::cp1252Utf8Table;
+    int pos = 0;
+    // While 4 bytes of room are left, each character is stored as one 32-bit word (its bytes
+    // and stray ones behind, without a branch on its length). The next character's word covers
+    // the stray bytes; the fast loop leaves at least 3 source bytes, each giving at least one
+    // output byte, to cover those of its last character.
+    const int fastEnd = srcLen - 3;
+    while (pos < fastEnd && end - out >= 8) {
+        if (srcLen - pos >= 8 && allAscii8(src + pos)) {
+            std::memcpy(out, src + pos, 8);
+            out += 8;
+            pos += 8;
+            continue;
+        }
+        for (const int stop = fastEnd - pos < 8 ? fastEnd : pos + 8; pos < stop; ++pos) {
+            if (end - out < 4) {
+                break;
+            }
+            const unsigned int packed = cp1252Utf8Table[src[pos]];
+            if (packed == 0) {
+                goto stopped;  // undefined byte: the copying stops
+            }
+            out[0] = static_cast<unsigned char>(packed);
+            out[1] = static_cast<unsigned char>(packed >> 8);
+            out[2] = static_cast<unsigned char>(packed >> 16);
+            out[3] = static_cast<unsigned char>(packed >> 24);
+            out += packed >> 24;
+        }
     }
-    // First pass: the bytes needed. The first undefined byte (one that holds its own value in
-    // 0x80-0x9F) stops the copying; it and every position behind it give one zero byte.
+    for (; pos < srcLen; ++pos) {
+        const unsigned int packed = cp1252Utf8Table[src[pos]];
+        if (packed == 0) {
+            break;
+        }
+        const unsigned int length = packed >> 24;
+        for (unsigned int i = 0; i < length; ++i) {
+            out[i] = static_cast<unsigned char>(packed >> (8 * i));
+        }
+        out += length;
+    }
+stopped:
+    if (srcLen > pos) {
+        std::memset(out, 0, static_cast<size_t>(srcLen - pos));
+    }
+}
+
+// The position of the first undefined byte (srcLen if none) and the UTF-8 bytes before it.
+int scanCp1252(const unsigned char* src, int srcLen, long long* bytes) {
+    using Detail::cp1252Utf8Table;
     long long total = 0;
-    int stop = 0;
-    while (stop < srcLen) {
-        if (srcLen - stop >= 8 && allAscii8(src + stop)) {
-            stop += 8;
+    int pos = 0;
+    while (pos < srcLen) {
+        if (srcLen - pos >= 8 && allAscii8(src + pos)) {
+            pos += 8;
             total += 8;
             continue;
         }
-        const unsigned char c = src[stop];
-        const unsigned int value = cp1252Table[c];
-        if (c < 0x80) {
-            total += 1;
-        } else if (value == c && c < 0xA0) {
-            break;  // undefined byte
-        } else {
-            total += value < 0x800 ? 2 : 3;
+        const unsigned int length = cp1252Utf8Table[src[pos]] >> 24;
+        if (length == 0) {
+            break;
         }
-        ++stop;
+        total += length;
+        ++pos;
     }
-    total += srcLen - stop;
+    *bytes = total;
+    return pos;
+}
+
+}  // namespace
+
+int cp1252_to_utf8(unsigned char* dst, int dstSize, const unsigned char* src, int srcLen) {
+    if (src == nullptr || srcLen < 1) {
+        return -1;
+    }
+    // Each byte gives at most 3 bytes: with that much room the result fits whatever it is, and
+    // one pass does. Else count first, so that dst stays untouched when it is too small.
+    if (dst != nullptr && dstSize / 3 >= srcLen) {
+        writeCp1252(dst, dst + dstSize, src, srcLen);
+        return 0;
+    }
+    long long total = 0;
+    const int stop = scanCp1252(src, srcLen, &total);
+    total += srcLen - stop;  // one zero byte for each position from the stop on
     if (total > dstSize) {
         return total < INT_MAX ? static_cast<int>(total) : INT_MAX;
     }
     if (dst == nullptr) {
         return -1;
     }
-    // Second pass: write.
-    unsigned char* out = dst;
-    int pos = 0;
-    while (pos < stop) {
-        if (stop - pos >= 8 && allAscii8(src + pos)) {
-            std::memcpy(out, src + pos, 8);
-            out += 8;
-            pos += 8;
-            continue;
-        }
-        const unsigned int value = cp1252Table[src[pos++]];
-        if (value < 0x80) {
-            *out++ = static_cast<unsigned char>(value);
-        } else if (value < 0x800) {
-            out[0] = static_cast<unsigned char>(0xC0 | (value >> 6));
-            out[1] = static_cast<unsigned char>(0x80 | (value & 0x3F));
-            out += 2;
-        } else {
-            out[0] = static_cast<unsigned char>(0xE0 | (value >> 12));
-            out[1] = static_cast<unsigned char>(0x80 | ((value >> 6) & 0x3F));
-            out[2] = static_cast<unsigned char>(0x80 | (value & 0x3F));
-            out += 3;
-        }
-    }
-    if (srcLen > stop) {
-        std::memset(out, 0, static_cast<size_t>(srcLen - stop));
-    }
+    writeCp1252(dst, dst + total, src, srcLen);
     return 0;
 }
 

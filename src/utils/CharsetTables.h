@@ -26,6 +26,10 @@ extern const unsigned short* const gbkReverseTable[256];
 /// own value.
 extern const unsigned int cp1252Table[256];
 
+/// Windows-1252 as UTF-8, for copying: the bytes packed from bit 0 (first byte lowest), the
+/// length in bits 24-31; 0 for the five undefined bytes.
+extern const unsigned int cp1252Utf8Table[256];
+
 /// The code pages of the `*_to_utf8` family; byte 0x00 and undefined bytes are 0.
 extern const unsigned short cp862Table[256];
 extern const unsigned short cp874Table[256];

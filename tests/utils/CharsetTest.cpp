@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -286,6 +287,79 @@ TEST(CharsetGbk, TextConversionEdges) {
     // The source bound cuts the text; a cut sequence is skipped byte by byte.
     EXPECT_EQ(utf8TGb2312(euro, gbOut, 3, 7), 1);
     EXPECT_STREQ(gbOut, "a");
+    // A 4-byte form is cut to 16 bits: U+10000 becomes 0, where the conversion ends.
+    unsigned char astral[] = {'a', 0xF0, 0x90, 0x80, 0x80, 'b', 0};
+    EXPECT_EQ(utf8TGb2312(astral, gbOut, 6, 7), 1);
+    EXPECT_STREQ(gbOut, "a");
+    // The text fills gbLen: its terminator goes into the extra byte, also when a value
+    // without mapping follows.
+    unsigned short filled[] = {'a', 0x20AC, 0};
+    Guarded two(2, 0xEE);
+    EXPECT_EQ(UniTGb2312(filled, 2, two.chars(), 1), -1);
+    EXPECT_EQ(two.str(2), bytes({'a', 0}));
+    EXPECT_TRUE(two.guardIntact());
+}
+
+// Gb2312TUtf8 and utf8TGb2312 are defined as compositions of the public primitives (a temporary
+// array through Gb2312ToUni and utf8_wcstombs; utf8_mbstowcs and UniTGb2312). The library does
+// each in one pass; over random texts and bounds the results must be those of the compositions,
+// byte for byte, with nothing written past the bounds.
+std::string randomText(std::mt19937& random, bool utf8) {
+    static const char* const pieces[] = {
+        "A", "z", " ", "\xB0\xA1", "\xD6\xD0", "\x81\x40", "\xA1\xA4", "\xA1\x40", "\xB0",
+        "\x80", "\xFF", "\xC3\xA9", "\xE4\xB8\xAD", "\xE2\x82\xAC", "\xF0\x90\x80\x80",
+        "\xF0\x9F\x98\x80", "\xC0\x80", "\xE4\xB8", "\xCE\xB1"};
+    std::uniform_int_distribution<int> pick(0, utf8 ? 18 : 10);
+    std::uniform_int_distribution<int> count(0, 24);
+    std::string s;
+    for (int n = count(random); n > 0; --n) s += pieces[pick(random)];
+    return s;
+}
+
+TEST(CharsetGbk, TextConversionsEqualTheirDefinition) {
+    std::mt19937 random(2024);
+    std::uniform_int_distribution<int> bound(-1, 40);
+    for (int round = 0; round < 20000; ++round) {
+        const bool utf8 = round % 2 == 1;
+        const std::string text = randomText(random, utf8);
+        std::vector<char> source(text.begin(), text.end());
+        source.push_back(0);
+        const int size = bound(random);
+        const size_t usable = size > 0 ? static_cast<size_t>(size) : 0;
+        if (!utf8) {
+            std::vector<unsigned short> values(text.size() + 1);
+            Gb2312ToUni(source.data(), values.data(), static_cast<int>(values.size()));
+            Guarded expected(usable, 0x5A);
+            if (size > 0) std::memset(expected.data(), 0, usable);
+            const int expectedResult = text.empty()
+                                           ? 0
+                                           : utf8_wcstombs(expected.data(), values.data(), size);
+            Guarded actual(usable, 0x5A);
+            ASSERT_EQ(Gb2312TUtf8(source.data(), actual.data(), size), expectedResult) << round;
+            if (!text.empty()) {
+                ASSERT_EQ(actual.str(usable), expected.str(usable)) << round;
+            }
+            ASSERT_TRUE(actual.guardIntact()) << round;
+        } else {
+            const int utf8Len = bound(random);
+            std::vector<unsigned short> values(text.size() + 1);
+            const int count = utf8_mbstowcs(values.data(),
+                                            reinterpret_cast<unsigned char*>(source.data()),
+                                            utf8Len);
+            Guarded expected(usable + 1, 0x5A);
+            const int expectedResult = text.empty()
+                                           ? 0
+                                           : UniTGb2312(values.data(), count, expected.chars(),
+                                                        size);
+            Guarded actual(usable + 1, 0x5A);
+            ASSERT_EQ(utf8TGb2312(reinterpret_cast<unsigned char*>(source.data()), actual.chars(),
+                                  utf8Len, size),
+                      expectedResult)
+                << round;
+            ASSERT_EQ(actual.str(usable + 1), expected.str(usable + 1)) << round;
+            ASSERT_TRUE(actual.guardIntact()) << round;
+        }
+    }
 }
 
 // ---- UTF-8 and 16-bit values -------------------------------------------------------------
@@ -709,6 +783,46 @@ TEST(CharsetCp1252, EveryValueEncodesAsIconv) {
         }
     }
     EXPECT_EQ(mapped, 255 - 5);
+}
+
+// Random texts against a per-byte reference built from glibc: up to the first undefined byte
+// each byte's UTF-8, then one zero byte per position. Room to spare stays untouched.
+TEST(CharsetCp1252, RandomTextsAsReference) {
+    IconvOracle oracle("CP1252", "UTF-8");
+    std::string perByte[256];
+    for (unsigned int b = 0; b < 256; ++b) {
+        bool ok;
+        perByte[b] = oracle(bytes({b}), &ok);
+        if (!ok) perByte[b].clear();
+    }
+    std::mt19937 random(1252);
+    std::uniform_int_distribution<int> length(1, 64);
+    std::uniform_int_distribution<int> kind(0, 9);
+    std::uniform_int_distribution<int> any(0, 255);
+    for (int round = 0; round < 20000; ++round) {
+        std::string src;
+        for (int n = length(random); n > 0; --n) {
+            const int k = kind(random);
+            src.push_back(static_cast<char>(k < 6 ? 'a' + k : any(random)));
+        }
+        std::string expected;
+        size_t i = 0;
+        for (; i < src.size() && !isCp1252Undefined(static_cast<unsigned char>(src[i])); ++i)
+            expected += perByte[static_cast<unsigned char>(src[i])];
+        expected += std::string(src.size() - i, '\0');
+        const int srcLen = static_cast<int>(src.size());
+        const auto* in = reinterpret_cast<const unsigned char*>(src.data());
+        const size_t room = round % 2 ? expected.size() : 3 * src.size() + 5;
+        Guarded dst(room, 0xEE);
+        ASSERT_EQ(cp1252_to_utf8(dst.data(), static_cast<int>(room), in, srcLen), 0);
+        ASSERT_EQ(dst.str(expected.size()), expected) << round;
+        for (size_t k = expected.size(); k < room; ++k) ASSERT_EQ(dst.data()[k], 0xEE) << round;
+        ASSERT_TRUE(dst.guardIntact());
+        Guarded small(expected.size() - 1, 0xEE);
+        ASSERT_EQ(cp1252_to_utf8(small.data(), static_cast<int>(expected.size()) - 1, in, srcLen),
+                  static_cast<int>(expected.size()));
+        ASSERT_EQ(small.data()[0], 0xEE);
+    }
 }
 
 TEST(CharsetCp1252, Edges) {

@@ -114,6 +114,22 @@ def code_page_tables():
     return pages
 
 
+def utf8_packed(table, stops):
+    """Each entry's UTF-8 bytes packed for direct copying: byte i in bits 8i..8i+7, the length in
+    bits 24..31; 0 for the bytes in `stops`."""
+    packed = []
+    for b, value in enumerate(table):
+        if b in stops:
+            packed.append(0)
+            continue
+        encoded = chr(value).encode("utf-8")
+        word = len(encoded) << 24
+        for i, byte in enumerate(encoded):
+            word |= byte << (8 * i)
+        packed.append(word)
+    return packed
+
+
 def cp1252_table():
     """Windows-1252 with its five undefined bytes holding their own value."""
     table = [decode_one(bytes([b]), "cp1252") for b in range(256)]
@@ -192,6 +208,10 @@ def emit(out):
 
     w("// Windows-1252; the undefined bytes 0x81, 0x8D, 0x8F, 0x90, 0x9D hold their own value.\n")
     w("const unsigned int cp1252Table[256] = {\n%s\n};\n\n" % hex_rows(cp1252, "    ", 16, 4))
+    w("// Windows-1252 as UTF-8: bytes packed from bit 0, the length in bits 24-31; 0 for the\n"
+      "// undefined bytes, which stop a conversion.\n")
+    w("const unsigned int cp1252Utf8Table[256] = {\n%s\n};\n\n"
+      % hex_rows(utf8_packed(cp1252, {0x81, 0x8D, 0x8F, 0x90, 0x9D}), "    ", 8, 8))
 
     for name, title, table in code_pages:
         w("// %s; 0 = no mapping.\n" % title)
