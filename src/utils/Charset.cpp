@@ -461,6 +461,12 @@ int utf8TGb2312(unsigned char* utf8, char* gb, int utf8Len, int gbLen) {
         if (c < 0x80) {
             value = c;
             ++pos;
+        } else if ((c & 0xF0) == 0xE0 && limit - pos >= 3 && (utf8[pos + 1] & 0xC0) == 0x80 &&
+                   (utf8[pos + 2] & 0xC0) == 0x80 && (c != 0xE0 || utf8[pos + 1] >= 0xA0)) {
+            // A valid 3-byte form (not overlong), as utf8_mbtowc reads it.
+            value = static_cast<unsigned short>(((c & 0x0F) << 12) | ((utf8[pos + 1] & 0x3F) << 6) |
+                                                (utf8[pos + 2] & 0x3F));
+            pos += 3;
         } else {
             const int used = decodeUtf8(&value, utf8 + pos, static_cast<int>(
                 limit - pos < static_cast<size_t>(INT_MAX) ? limit - pos : INT_MAX));

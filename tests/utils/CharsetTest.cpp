@@ -308,8 +308,9 @@ std::string randomText(std::mt19937& random, bool utf8) {
     static const char* const pieces[] = {
         "A", "z", " ", "\xB0\xA1", "\xD6\xD0", "\x81\x40", "\xA1\xA4", "\xA1\x40", "\xB0",
         "\x80", "\xFF", "\xC3\xA9", "\xE4\xB8\xAD", "\xE2\x82\xAC", "\xF0\x90\x80\x80",
-        "\xF0\x9F\x98\x80", "\xC0\x80", "\xE4\xB8", "\xCE\xB1"};
-    std::uniform_int_distribution<int> pick(0, utf8 ? 18 : 10);
+        "\xF0\x9F\x98\x80", "\xC0\x80", "\xE4\xB8", "\xCE\xB1", "\xE0\x80\xAF", "\xE0\xA0\x80",
+        "\xED\xA0\x80"};
+    std::uniform_int_distribution<int> pick(0, utf8 ? 21 : 10);
     std::uniform_int_distribution<int> count(0, 24);
     std::string s;
     for (int n = count(random); n > 0; --n) s += pieces[pick(random)];
