@@ -523,22 +523,8 @@ int utf8_mbstowcs(unsigned short* out, const unsigned char* s, int length) {
     }
     int pos = 0;
     int written = 0;
+    // Byte by byte: `length` may run past the terminator, and nothing behind it may be read.
     while (pos < length && s[pos] != 0) {
-        while (length - pos >= 8 && allAscii8(s + pos)) {
-            // Stop the fast path at a terminator inside the eight bytes.
-            int i = 0;
-            for (; i < 8 && s[pos + i] != 0; ++i) {
-                out[written + i] = s[pos + i];
-            }
-            pos += i;
-            written += i;
-            if (i < 8) {
-                return written;
-            }
-        }
-        if (pos >= length || s[pos] == 0) {
-            break;
-        }
         const unsigned char c = s[pos];
         if (c < 0x80) {
             out[written++] = c;

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -437,6 +438,16 @@ TEST(CharsetUtf8, SequenceEdges) {
     EXPECT_EQ(utf8_wcstombs(bounded.data(), wide, 2), 1);
     EXPECT_EQ(bounded.str(1), "x");
     EXPECT_TRUE(bounded.guardIntact());
+}
+
+// utf8_mbstowcs read eight bytes at a time and so past the terminator of a text whose `length`
+// runs beyond it (utf8TGb2312 passes such lengths); found by fuzzing under AddressSanitizer, which
+// reports this test's read past the 3-byte heap block.
+TEST(CharsetUtf8, MbstowcsLengthPastTerminatorBug) {
+    std::unique_ptr<unsigned char[]> text(new unsigned char[3]{'a', 'b', 0});
+    unsigned short values[4] = {0, 0, 0, 0};
+    EXPECT_EQ(utf8_mbstowcs(values, text.get(), 100), 2);
+    EXPECT_EQ(values[1], 'b');
 }
 
 TEST(CharsetUtf8, GetUnicodeFromUtf8) {
