@@ -36,8 +36,8 @@ const std::string& gbkText() {
     static const std::string text = [] {
         std::string s;
         Lcg random;
-        static const char* const words[] = {"the ", "device ", "GBK ", "log ", "id=", "2024 ",
-                                            "OK ", "port ", "value ", "12.5 "};
+        static const char* const words[] = {
+            "the ", "device ", "GBK ", "log ", "id=", "2024 ", "OK ", "port ", "value ", "12.5 "};
         while (s.size() < kTextSize - 64) {
             for (uint32_t n = 4 + random.below(12); n > 0; --n) {
                 s.push_back(static_cast<char>(0xB0 + random.below(0xD7 - 0xB0)));
@@ -74,9 +74,23 @@ const std::string& cp1252Text() {
     static const std::string text = [] {
         std::string s;
         Lcg random;
-        static const char* const words[] = {
-            "caf\xE9 ", "na\xEFve ", "\x93quote\x94 ", "\x80" "12 ", "stra\xDF" "e ", "\xFC" "ber ",
-            "d\xE9j\xE0 ", "the ", "and ", "system ", "\x96 ", "\xC9t\xE9 ", "M\xFCller ", "log "};
+        static const char* const words[] = {"caf\xE9 ",
+                                            "na\xEFve ",
+                                            "\x93quote\x94 ",
+                                            "\x80"
+                                            "12 ",
+                                            "stra\xDF"
+                                            "e ",
+                                            "\xFC"
+                                            "ber ",
+                                            "d\xE9j\xE0 ",
+                                            "the ",
+                                            "and ",
+                                            "system ",
+                                            "\x96 ",
+                                            "\xC9t\xE9 ",
+                                            "M\xFCller ",
+                                            "log "};
         while (s.size() < kTextSize - 64) {
             s += words[random.below(14)];
             if (random.below(12) == 0) s += ".\n";
@@ -117,9 +131,7 @@ void BM_GbkToUtf8_Kerna(benchmark::State& state) {
 }
 BENCHMARK(BM_GbkToUtf8_Kerna)->Unit(benchmark::kMicrosecond);
 
-void BM_GbkToUtf8_Iconv(benchmark::State& state) {
-    runIconv(state, "GBK", "UTF-8", gbkText());
-}
+void BM_GbkToUtf8_Iconv(benchmark::State& state) { runIconv(state, "GBK", "UTF-8", gbkText()); }
 BENCHMARK(BM_GbkToUtf8_Iconv)->Unit(benchmark::kMicrosecond);
 
 void BM_Utf8ToGbk_Kerna(benchmark::State& state) {
@@ -136,9 +148,7 @@ void BM_Utf8ToGbk_Kerna(benchmark::State& state) {
 }
 BENCHMARK(BM_Utf8ToGbk_Kerna)->Unit(benchmark::kMicrosecond);
 
-void BM_Utf8ToGbk_Iconv(benchmark::State& state) {
-    runIconv(state, "UTF-8", "GBK", utf8Text());
-}
+void BM_Utf8ToGbk_Iconv(benchmark::State& state) { runIconv(state, "UTF-8", "GBK", utf8Text()); }
 BENCHMARK(BM_Utf8ToGbk_Iconv)->Unit(benchmark::kMicrosecond);
 
 void BM_Cp1252ToUtf8_Kerna(benchmark::State& state) {

@@ -19,8 +19,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     auto expected = CharsetFuzz::block(gbLen + 1);
     std::memcpy(expected.get(), gb.get(), gbLen + 1);  // bytes the definition leaves alone
     const int expectedResult =
-        src[0] == 0 ? 0
-                    : UniTGb2312(values.get(), count, reinterpret_cast<char*>(expected.get()), gbLen);
+        src[0] == 0
+            ? 0
+            : UniTGb2312(values.get(), count, reinterpret_cast<char*>(expected.get()), gbLen);
     if (result != expectedResult) __builtin_trap();
     if (src[0] != 0 && std::memcmp(gb.get(), expected.get(), gbLen + 1) != 0) __builtin_trap();
 

@@ -13,7 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int srcLen = static_cast<int>(in.size());
 
     auto ucs4 = CharsetFuzz::block(ucs4Size);
-    const int written = utf8ToUCS4(reinterpret_cast<char*>(src.get()), srcLen, ucs4.get(), ucs4Size);
+    const int written =
+        utf8ToUCS4(reinterpret_cast<char*>(src.get()), srcLen, ucs4.get(), ucs4Size);
     if (written < 0 || written > ucs4Size || written % 4 != 0) __builtin_trap();
 
     // The UCS-4 just made, and the raw bytes read as UCS-4 (any 32-bit values).

@@ -34,13 +34,13 @@ struct Utf8Row {
 };
 
 const Utf8Row utf8Table[] = {
-    {0x80, 0x00, 0 * 6, 0x7F, 0},                   // 1 byte
-    {0xE0, 0xC0, 1 * 6, 0x7FF, 0x80},               // 2 bytes
-    {0xF0, 0xE0, 2 * 6, 0xFFFF, 0x800},             // 3 bytes
-    {0xF8, 0xF0, 3 * 6, 0x1FFFFF, 0x10000},         // 4 bytes
-    {0xFC, 0xF8, 4 * 6, 0x3FFFFFF, 0x200000},       // 5 bytes
-    {0xFE, 0xFC, 5 * 6, 0x7FFFFFFF, 0x4000000},     // 6 bytes
-    {0, 0, 0, 0, 0},                                // end
+    {0x80, 0x00, 0 * 6, 0x7F, 0},                // 1 byte
+    {0xE0, 0xC0, 1 * 6, 0x7FF, 0x80},            // 2 bytes
+    {0xF0, 0xE0, 2 * 6, 0xFFFF, 0x800},          // 3 bytes
+    {0xF8, 0xF0, 3 * 6, 0x1FFFFF, 0x10000},      // 4 bytes
+    {0xFC, 0xF8, 4 * 6, 0x3FFFFFF, 0x200000},    // 5 bytes
+    {0xFE, 0xFC, 5 * 6, 0x7FFFFFFF, 0x4000000},  // 6 bytes
+    {0, 0, 0, 0, 0},                             // end
 };
 
 // True when all eight bytes at p are ASCII.
@@ -140,9 +140,7 @@ inline int encodeGbk(unsigned short uni, unsigned char* out, int boundLen) {
 }
 
 // A GBK trail byte: the second byte of a code position, assigned or not.
-inline bool isGbkTrail(unsigned char c) {
-    return c >= 0x40 && c <= 0xFE && c != 0x7F;
-}
+inline bool isGbkTrail(unsigned char c) { return c >= 0x40 && c <= 0xFE && c != 0x7F; }
 
 // One routine for all single-byte code pages to UTF-8.
 int codePageToUtf8(const unsigned short* table, unsigned char* dst, int& dstLen,
@@ -304,8 +302,8 @@ int Gb2312ToUni(char* gb, unsigned short* uni, int uniLen) {
             break;
         }
         const size_t remaining = length - pos;
-        const int bound = remaining < static_cast<size_t>(INT_MAX) ? static_cast<int>(remaining)
-                                                                    : INT_MAX;
+        const int bound =
+            remaining < static_cast<size_t>(INT_MAX) ? static_cast<int>(remaining) : INT_MAX;
         unsigned short value;
         const int used = decodeGbk(text + pos, bound, &value);
         if (used < 0) {
@@ -409,8 +407,8 @@ int Gb2312TUtf8(char* gb, unsigned char* utf8, int utf8Size) {
             value = gbkSingleTable[c];
             ++pos;
         }
-        const int n = room >= 3 ? putUtf8(utf8 + written, value)
-                                : encodeUtf8(utf8 + written, value, room);
+        const int n =
+            room >= 3 ? putUtf8(utf8 + written, value) : encodeUtf8(utf8 + written, value, room);
         if (n < 0) {
             --room;  // the value is dropped and uses up one byte of the bound
         } else {
@@ -436,9 +434,9 @@ int utf8TGb2312(unsigned char* utf8, char* gb, int utf8Len, int gbLen) {
         return 0;
     }
     // utf8_mbstowcs stops at the terminator and at utf8Len.
-    const size_t limit = utf8Len <= 0 ? 0
+    const size_t limit = utf8Len <= 0                                ? 0
                          : textLength < static_cast<size_t>(utf8Len) ? textLength
-                                                                      : static_cast<size_t>(utf8Len);
+                                                                     : static_cast<size_t>(utf8Len);
     unsigned char* out = reinterpret_cast<unsigned char*>(gb);
     size_t pos = 0;
     int written = 0;
@@ -468,8 +466,10 @@ int utf8TGb2312(unsigned char* utf8, char* gb, int utf8Len, int gbLen) {
                                                 (utf8[pos + 2] & 0x3F));
             pos += 3;
         } else {
-            const int used = decodeUtf8(&value, utf8 + pos, static_cast<int>(
-                limit - pos < static_cast<size_t>(INT_MAX) ? limit - pos : INT_MAX));
+            const int used =
+                decodeUtf8(&value, utf8 + pos,
+                           static_cast<int>(limit - pos < static_cast<size_t>(INT_MAX) ? limit - pos
+                                                                                       : INT_MAX));
             if (used < 0) {
                 ++pos;  // skipped, as utf8_mbstowcs does
                 continue;
@@ -772,10 +772,9 @@ int utf8_to_cp1252(const unsigned char* src, int srcLen, unsigned char* dst, int
     return written;
 }
 
-#define KERNA_CODE_PAGE_TO_UTF8(name)                                                       \
-    int name##_to_utf8(unsigned char* dst, int& dstLen, const unsigned char* src,          \
-                       int& srcLen) {                                                      \
-        return codePageToUtf8(Detail::name##Table, dst, dstLen, src, srcLen);              \
+#define KERNA_CODE_PAGE_TO_UTF8(name)                                                            \
+    int name##_to_utf8(unsigned char* dst, int& dstLen, const unsigned char* src, int& srcLen) { \
+        return codePageToUtf8(Detail::name##Table, dst, dstLen, src, srcLen);                    \
     }
 
 KERNA_CODE_PAGE_TO_UTF8(cp862)

@@ -34,9 +34,9 @@ void insert_erase_range(std::vector<int>& keys, const std::pair<int, int>& range
     // intervals, for an erase inside one.
     const size_t p = insert ? 0 : 1;
     size_t lo = static_cast<size_t>(std::lower_bound(keys.begin(), keys.end(), a) - keys.begin());
-    size_t hi = static_cast<size_t>(std::lower_bound(keys.begin() + static_cast<std::ptrdiff_t>(lo),
-                                                     keys.end(), b) -
-                                    keys.begin());
+    size_t hi = static_cast<size_t>(
+        std::lower_bound(keys.begin() + static_cast<std::ptrdiff_t>(lo), keys.end(), b) -
+        keys.begin());
     const size_t end = keys.size();
     if (lo == hi) {
         // No key lies in [a, b).
@@ -82,13 +82,9 @@ CIntervalSet& CIntervalSet::operator=(const CIntervalSet& other) {
     return *this;
 }
 
-CIntervalSet::~CIntervalSet() {
-    delete m_internal;
-}
+CIntervalSet::~CIntervalSet() { delete m_internal; }
 
-void CIntervalSet::swap(CIntervalSet& other) {
-    std::swap(m_internal, other.m_internal);
-}
+void CIntervalSet::swap(CIntervalSet& other) { std::swap(m_internal, other.m_internal); }
 
 void CIntervalSet::insert(const std::pair<int, int>& range) {
     insert_erase_range(m_internal->keys, range, true);
@@ -98,17 +94,11 @@ void CIntervalSet::erase(const std::pair<int, int>& range) {
     insert_erase_range(m_internal->keys, range, false);
 }
 
-void CIntervalSet::clear() {
-    m_internal->keys.clear();
-}
+void CIntervalSet::clear() { m_internal->keys.clear(); }
 
-bool CIntervalSet::empty() const {
-    return m_internal->keys.empty();
-}
+bool CIntervalSet::empty() const { return m_internal->keys.empty(); }
 
-size_t CIntervalSet::size() const {
-    return m_internal->keys.size() / 2;
-}
+size_t CIntervalSet::size() const { return m_internal->keys.size() / 2; }
 
 std::pair<int, int> CIntervalSet::get(int position) const {
     // 64-bit arithmetic, so that no index overflows; a negative index wraps to a huge size_t.

@@ -5,9 +5,8 @@
 // check each other. Where Kerna differs from the published mappings on purpose, the difference
 // is listed here explicitly; every other entry must agree.
 
-#include <kerna/utils/Charset.h>
-
 #include <gtest/gtest.h>
+#include <kerna/utils/Charset.h>
 
 #include <cstdint>
 #include <cstring>
@@ -31,9 +30,7 @@ std::string bytes(std::initializer_list<unsigned int> list) {
     return s;
 }
 
-std::string utf16le(unsigned int value) {
-    return bytes({value & 0xFF, value >> 8});
-}
+std::string utf16le(unsigned int value) { return bytes({value & 0xFF, value >> 8}); }
 
 // UTF-8 of a 16-bit value, written out here so as not to test the encoder with itself.
 std::string utf8Of(unsigned int v) {
@@ -306,11 +303,13 @@ TEST(CharsetGbk, TextConversionEdges) {
 // each in one pass; over random texts and bounds the results must be those of the compositions,
 // byte for byte, with nothing written past the bounds.
 std::string randomText(std::mt19937& random, bool utf8) {
+    // clang-format off
     static const char* const pieces[] = {
         "A", "z", " ", "\xB0\xA1", "\xD6\xD0", "\x81\x40", "\xA1\xA4", "\xA1\x40", "\xB0",
         "\x80", "\xFF", "\xC3\xA9", "\xE4\xB8\xAD", "\xE2\x82\xAC", "\xF0\x90\x80\x80",
         "\xF0\x9F\x98\x80", "\xC0\x80", "\xE4\xB8", "\xCE\xB1", "\xE0\x80\xAF", "\xE0\xA0\x80",
         "\xED\xA0\x80"};
+    // clang-format on
     std::uniform_int_distribution<int> pick(0, utf8 ? 21 : 10);
     std::uniform_int_distribution<int> count(0, 24);
     std::string s;
@@ -333,9 +332,8 @@ TEST(CharsetGbk, TextConversionsEqualTheirDefinition) {
             Gb2312ToUni(source.data(), values.data(), static_cast<int>(values.size()));
             Guarded expected(usable, 0x5A);
             if (size > 0) std::memset(expected.data(), 0, usable);
-            const int expectedResult = text.empty()
-                                           ? 0
-                                           : utf8_wcstombs(expected.data(), values.data(), size);
+            const int expectedResult =
+                text.empty() ? 0 : utf8_wcstombs(expected.data(), values.data(), size);
             Guarded actual(usable, 0x5A);
             ASSERT_EQ(Gb2312TUtf8(source.data(), actual.data(), size), expectedResult) << round;
             if (!text.empty()) {
@@ -345,14 +343,11 @@ TEST(CharsetGbk, TextConversionsEqualTheirDefinition) {
         } else {
             const int utf8Len = bound(random);
             std::vector<unsigned short> values(text.size() + 1);
-            const int count = utf8_mbstowcs(values.data(),
-                                            reinterpret_cast<unsigned char*>(source.data()),
-                                            utf8Len);
+            const int count = utf8_mbstowcs(
+                values.data(), reinterpret_cast<unsigned char*>(source.data()), utf8Len);
             Guarded expected(usable + 1, 0x5A);
-            const int expectedResult = text.empty()
-                                           ? 0
-                                           : UniTGb2312(values.data(), count, expected.chars(),
-                                                        size);
+            const int expectedResult =
+                text.empty() ? 0 : UniTGb2312(values.data(), count, expected.chars(), size);
             Guarded actual(usable + 1, 0x5A);
             ASSERT_EQ(utf8TGb2312(reinterpret_cast<unsigned char*>(source.data()), actual.chars(),
                                   utf8Len, size),
@@ -466,7 +461,10 @@ TEST(CharsetUtf8, GetUnicodeFromUtf8) {
     EXPECT_EQ(length, 0);
     EXPECT_EQ(GetUnicodeFromUtf8("\x80", &length), 0);
     EXPECT_EQ(length, 0);
-    EXPECT_EQ(GetUnicodeFromUtf8("\xE4" "A", &length), 0x4);  // the value so far
+    EXPECT_EQ(GetUnicodeFromUtf8("\xE4"
+                                 "A",
+                                 &length),
+              0x4);  // the value so far
     EXPECT_EQ(length, 3);
     EXPECT_EQ(GetUnicodeFromUtf8("\xE4\xB8\xC3", &length), 0x138);
     EXPECT_EQ(GetUnicodeFromUtf8(nullptr, &length), 0);
@@ -514,8 +512,7 @@ TEST(CharsetUcs4, LengthsAndBounds) {
     EXPECT_EQ(UCS4ToUtf8(in, 12, out.data(), 3), 1);     // whole characters only
     EXPECT_TRUE(out.guardIntact());
     const uint32_t big[2] = {0x7FFFFFFF, 0x4000000};
-    EXPECT_EQ(UCS4ToUtf8(reinterpret_cast<char*>(const_cast<uint32_t*>(big)), 8, out.data(), 8),
-              6);
+    EXPECT_EQ(UCS4ToUtf8(reinterpret_cast<char*>(const_cast<uint32_t*>(big)), 8, out.data(), 8), 6);
     EXPECT_EQ(out.str(6), bytes({0xFD, 0xBF, 0xBF, 0xBF, 0xBF, 0xBF}));
     EXPECT_EQ(UCS4ToUtf8(nullptr, 4, out.data(), 8), 0);
     EXPECT_EQ(UCS4ToUtf8(in, 4, nullptr, 8), 0);
@@ -685,8 +682,10 @@ TEST_P(CharsetCodePage, EveryByteAsIconv) {
         EXPECT_EQ(mine, expected) << page.name << " byte " << b;
     }
     const std::string name = page.name;
-    EXPECT_EQ(deviations, name == "cp874" ? 1 : name == "iso8859_6" ? 10
-                                                : name == "iso8859_7" ? 5 : 0);
+    EXPECT_EQ(deviations, name == "cp874"       ? 1
+                          : name == "iso8859_6" ? 10
+                          : name == "iso8859_7" ? 5
+                                                : 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(AllPages, CharsetCodePage, ::testing::ValuesIn(kCodePages),
@@ -854,7 +853,9 @@ TEST(CharsetCp1252, Edges) {
 
     const unsigned char text[] = {0xE2, 0x82, 0xAC, 0xC3, 0xBF, 0xC4, 0x80, 'z'};
     EXPECT_EQ(utf8_to_cp1252(text, 8, dst, 8), 3);  // U+0100 is dropped
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(dst), 3), "\x80\xFF" "z");
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(dst), 3),
+              "\x80\xFF"
+              "z");
     const unsigned char bad[] = {'a', 0xBF, 'b'};
     EXPECT_EQ(utf8_to_cp1252(bad, 3, dst, 8), 1);  // a stray continuation byte ends it
     const unsigned char cut[] = {'a', 0xC3};

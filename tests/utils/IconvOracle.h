@@ -33,8 +33,8 @@ public:
         for (;;) {
             char* outPtr = buffer;
             size_t outLeft = sizeof buffer;
-            const size_t result = iconv(m_cd, inLeft ? &inPtr : nullptr, &inLeft, &outPtr,
-                                        &outLeft);
+            const size_t result =
+                iconv(m_cd, inLeft ? &inPtr : nullptr, &inLeft, &outPtr, &outLeft);
             out->append(buffer, sizeof buffer - outLeft);
             if (result != static_cast<size_t>(-1)) {
                 if (inLeft == 0) return true;

@@ -1,9 +1,8 @@
 // IntervalSetTest.cpp: CIntervalSet at its merge and split boundaries, and against a
 // std::set<int> model over long random sequences.
 
-#include <kerna/utils/IntervalSet.h>
-
 #include <gtest/gtest.h>
+#include <kerna/utils/IntervalSet.h>
 
 #include <climits>
 #include <random>
@@ -144,9 +143,9 @@ void runAgainstModel(unsigned int seed, int domain, int maxWidth, int steps, int
 }
 
 TEST(CIntervalSet, MatchesSetModelOverRandomSequences) {
-    runAgainstModel(1, 60, 6, 50000, 1);        // dense: constant merging and splitting
-    runAgainstModel(2, 400, 40, 50000, 1);      // mid
-    runAgainstModel(3, 20000, 300, 50000, 97);  // sparse, many intervals
+    runAgainstModel(1, 60, 6, 20000, 1);        // dense: constant merging and splitting
+    runAgainstModel(2, 400, 40, 20000, 1);      // mid
+    runAgainstModel(3, 20000, 300, 20000, 97);  // sparse, many intervals
 }
 
 #if GTEST_HAS_DEATH_TEST

@@ -95,8 +95,8 @@ const Encoding* findEncoding(const char* name) {
 }
 
 bool supported(const Encoding& from, const Encoding& to) {
-    if (from.kind == Kind::Utf8) return to.kind == Kind::Gbk || to.kind == Kind::Ucs4 ||
-                                        to.kind == Kind::Cp1252;
+    if (from.kind == Kind::Utf8)
+        return to.kind == Kind::Gbk || to.kind == Kind::Ucs4 || to.kind == Kind::Cp1252;
     return to.kind == Kind::Utf8;
 }
 
@@ -159,9 +159,10 @@ bool nextUtf8(const std::vector<unsigned char>& in, size_t pos, const char* targ
         return false;
     }
     if (n > 3) {
-        *error = format("cannot convert the %d-byte UTF-8 sequence at offset %zu to %s: "
-                        "beyond U+FFFF",
-                        n, pos, target);
+        *error = format(
+            "cannot convert the %d-byte UTF-8 sequence at offset %zu to %s: "
+            "beyond U+FFFF",
+            n, pos, target);
         return false;
     }
     *length = n;
@@ -218,8 +219,7 @@ void utf8ToUcs4(const std::vector<unsigned char>& in, const char* target, Result
         r->out.resize(start + 4 * piece);
         const int written =
             utf8ToUCS4(reinterpret_cast<char*>(const_cast<unsigned char*>(in.data() + pos)),
-                       static_cast<int>(piece), r->out.data() + start,
-                       static_cast<int>(4 * piece));
+                       static_cast<int>(piece), r->out.data() + start, static_cast<int>(4 * piece));
         r->out.resize(start + static_cast<size_t>(written));
         pos += piece;
     }

@@ -105,15 +105,13 @@ KERNA_API unsigned short GetUnicodeFromUtf8(const char* s, int* length);
 /// 0 when the whole result was copied to `dst` (no terminator); the bytes needed, with `dst`
 /// untouched, when they exceed `dstSize` (so `dstSize` 0 asks for the size); -1 for a null `src`
 /// or `srcLen` below 1, or a null `dst` that would be written.
-KERNA_API int cp1252_to_utf8(unsigned char* dst, int dstSize, const unsigned char* src,
-                             int srcLen);
+KERNA_API int cp1252_to_utf8(unsigned char* dst, int dstSize, const unsigned char* src, int srcLen);
 
 /// Converts `srcLen` bytes of UTF-8 to Windows-1252; a character not in the table is dropped
 /// silently, a stray continuation byte, a broken or cut sequence ends the conversion. Writes at
 /// most `dstSize` bytes (each character gives at most one, so `srcLen` bytes always suffice).
 /// Returns the bytes written; 0 for a null pointer.
-KERNA_API int utf8_to_cp1252(const unsigned char* src, int srcLen, unsigned char* dst,
-                             int dstSize);
+KERNA_API int utf8_to_cp1252(const unsigned char* src, int srcLen, unsigned char* dst, int dstSize);
 
 /// The code page family: each converts `srcLen` bytes of its page at `src` to UTF-8 in `dst`
 /// (room for `dstLen` bytes, which must be at least `srcLen`). Bytes without mapping, byte 0x00
@@ -121,11 +119,9 @@ KERNA_API int utf8_to_cp1252(const unsigned char* src, int srcLen, unsigned char
 /// Returns 0 with `srcLen` set to the bytes read and `dstLen` to the bytes written (no
 /// terminator); -1 with both unchanged for a null pointer, `srcLen` below 1 or `dstLen` below
 /// `srcLen`.
-KERNA_API int cp862_to_utf8(unsigned char* dst, int& dstLen, const unsigned char* src,
-                            int& srcLen);
+KERNA_API int cp862_to_utf8(unsigned char* dst, int& dstLen, const unsigned char* src, int& srcLen);
 /// Windows-874, byte 0x80 unmapped. See `cp862_to_utf8`.
-KERNA_API int cp874_to_utf8(unsigned char* dst, int& dstLen, const unsigned char* src,
-                            int& srcLen);
+KERNA_API int cp874_to_utf8(unsigned char* dst, int& dstLen, const unsigned char* src, int& srcLen);
 /// Windows-1250. See `cp862_to_utf8`.
 KERNA_API int cp1250_to_utf8(unsigned char* dst, int& dstLen, const unsigned char* src,
                              int& srcLen);
