@@ -6,7 +6,9 @@
 
 #include "kerna/kerna3/Defs.h"
 #include "kerna/kerna3/Function.h"
+#include "kerna/kerna3/FlexString.h"
 #include "kerna/kerna3/PrintLog.h"
+#include "kerna/kerna3/LogControl.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/RecursiveMutex.h"
 #include "kerna/kerna3/ReadWriteMutex.h"
@@ -14,6 +16,8 @@
 #include "kerna/kerna3/ThreadSpecific.h"
 #include "kerna/kerna3/AtomicCount.h"
 #include "kerna/kerna3/Process.h"
+#include "kerna/kerna3/Error.h"
+#include "kerna/kerna3/Time.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
 #include "kerna/utils/Charset.h"
 #include "kerna/utils/IntervalSet.h"

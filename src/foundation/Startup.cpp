@@ -6,6 +6,8 @@
 // the initialisation of different units. The packet managers are deliberately not made here:
 // they are made on first use, so that a program can still choose a pool policy from main.
 #include "concurrency/FunctionReuse.h"
+#include "foundation/ErrorTable.h"
+#include "kerna/kerna3/Error.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -17,6 +19,8 @@ public:
     LibraryStartup() {
         // The order below is the library's start order; each subsystem adds its line in place.
         functionReuseSlot();
+        lastErrorSlot();
+        getErrMsg(0);  // the error table
     }
 };
 
