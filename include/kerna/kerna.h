@@ -29,5 +29,7 @@
 #include "kerna/memory/Packet.h"
 #include "kerna/memory/PacketManager.h"
 #include "kerna/memory/SharePacketHelper.h"
+#include "kerna/utils/Charset.h"
+#include "kerna/utils/IntervalSet.h"
 
 #endif  // KERNA_KERNA_H_

@@ -19,6 +19,7 @@ extern const Command commands[];
 
 int cmdVersion(int argc, char** argv);
 int cmdDemo(int argc, char** argv);
+int cmdIconv(int argc, char** argv);
 
 /// Scenes of the demo, one per subsystem.
 void demoThreads();
