@@ -21,6 +21,9 @@ int cmdVersion(int argc, char** argv);
 int cmdDemo(int argc, char** argv);
 int cmdIconv(int argc, char** argv);
 
+/// Sends the library's lines to the console again (the tool sends them to standard error).
+void useConsoleForLibraryLines();
+
 /// Scenes of the demo, one per subsystem.
 void demoThreads();
 void demoTimers();

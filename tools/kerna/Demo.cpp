@@ -86,6 +86,7 @@ int cmdDemo(int argc, char** argv) {
                "timers, time, packets.\n");
         return 0;
     }
+    useConsoleForLibraryLines();
     demoPrintPath();
     demoThreads();
     demoTimers();
