@@ -8,7 +8,7 @@
 #include <atomic>
 #include <mutex>
 
-#include "foundation/Civil.h"
+#include "time/Calendar.h"
 #include "platform/Clock.h"
 #include "platform/WallClock.h"
 
@@ -76,7 +76,7 @@ public:
     bool setLocal(const ClockFields& local) override {
         std::lock_guard<std::mutex> guard(m_lock);
         if (m_refuse) return false;
-        const int64_t days = Detail::daysFromCivil(local.year, local.month, local.day);
+        const int64_t days = Detail::daysFromCivil(local.year, local.month, local.day);  // 1970 on
         const int64_t localMs =
             ((days * 24 + local.hour) * 60 + local.minute) * 60000 + local.second * 1000 + local.millisecond;
         m_baseUtcMs = localMs + static_cast<int64_t>(m_bias) * 1000;
@@ -104,7 +104,8 @@ private:
             --days;
         }
         ClockFields f;
-        Detail::civilFromDays(days, f.year, f.month, f.day, f.weekday);
+        Detail::civilFromDays(static_cast<uint32_t>(days), f.year, f.month, f.day);
+        f.weekday = static_cast<int32_t>((days + 4) % 7);  // 1970-01-01 was a Thursday
         f.hour = static_cast<int32_t>(rest / 3600000);
         f.minute = static_cast<int32_t>(rest / 60000 % 60);
         f.second = static_cast<int32_t>(rest / 1000 % 60);
