@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,14 @@ using namespace Tessaran::Kerna;
 namespace {
 
 void heading(const char* title) { printf("\n== %s\n", title); }
+
+// Runs one logfilter command, as an application forwards it from its own command line.
+void logfilter(std::initializer_list<const char*> words) {
+    std::vector<std::string> copies(words.begin(), words.end());
+    std::vector<char*> argv;
+    for (std::string& w : copies) argv.push_back(&w[0]);
+    setLogFilter(static_cast<int>(argv.size()), argv.data());
+}
 
 // A listener that keeps the lines it is given.
 class LineCollector {
@@ -62,6 +71,29 @@ void demoPrintPath() {
     logInfo("but not this one, printed after detachPrint\n");
     printf("listener collected %zu lines; the first was: %s", collector.lines().size(),
            collector.lines().empty() ? "\n" : collector.lines()[0].c_str());
+
+    heading("module filter: 'logfilter -logmodule Noisy off' silences one library");
+    logfilter({"-logmodule", "Noisy", "off"});
+    logLibName(4, "Noisy", "this line is filtered out\n");
+    logLibName(4, "Quiet", "Quiet still prints; Noisy's line above did not\n");
+    logfilter({"-logmodule", "on"});  // everything on again; the map is kept
+
+    heading("statistics: bytes printed per library ('-logmodulestatistics on')");
+    logfilter({"-logmodulestatistics", "on"});
+    for (int i = 0; i < 3; ++i) logLibName(4, "Camera", "frame %d stored\n", i);
+    logLibName(4, "Network", "link up\n");
+    for (const auto& entry : getLogStatistics()) {
+        printf("  %-8s %llu bytes\n", entry.first.c_str(),
+               static_cast<unsigned long long>(entry.second.bytes));
+    }
+    logfilter({"-logmodulestatistics", "off"});
+
+    heading("a hexadecimal dump (dumpHex, at level 5)");
+    setPrintLogLevel(5);
+    unsigned char bytes[20];
+    for (int i = 0; i < 20; ++i) bytes[i] = static_cast<unsigned char>("Kerna dumps memory!\x7f"[i]);
+    dumpHex(bytes, sizeof bytes);
+    setPrintLogLevel(4);
 
     heading("below the print level nothing is printed");
     setPrintLogLevel(2);
