@@ -311,13 +311,10 @@ CTimerManager::CTimerManager() : m_internal(nullptr) {
 
 CTimerManager::~CTimerManager() {}
 
-namespace {
-void resetFacade() {
+void TimerManagerInternal::resetFacade() {
     CGuard guard(facadeCreationLock());
-    CTimerManager* facade = g_facade.exchange(nullptr);
-    (void)facade;  // the facade owns nothing; the manager has its own exit routine
+    delete g_facade.exchange(nullptr);  // owns nothing: the manager has its own exit routine
 }
-}  // namespace
 
 CTimerManager* CTimerManager::instance() {
     CTimerManager* facade = g_facade.load(std::memory_order_acquire);
@@ -327,7 +324,9 @@ CTimerManager* CTimerManager::instance() {
         if (facade == nullptr) {
             facade = new CTimerManager;
             g_facade.store(facade, std::memory_order_release);
-            if (!Detail::registerExitRoutine(&resetFacade)) KERNA_LOG(4, "atexit failed!\n");
+            if (!Detail::registerExitRoutine(&TimerManagerInternal::resetFacade)) {
+                KERNA_LOG(4, "atexit failed!\n");
+            }
         }
     }
     return facade;

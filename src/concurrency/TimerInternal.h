@@ -96,6 +96,8 @@ public:
     int workersMade() const { return m_workersMade.load(); }
 
     static void resetInstance();
+    /// The exit routine of CTimerManager's holder.
+    static void resetFacade();
 
 protected:
     void threadProc() override;
