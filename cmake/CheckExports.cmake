@@ -17,6 +17,8 @@ foreach(line ${lines})
   # A template function is shown with its return type first.
   if(name MATCHES "^[A-Za-z_0-9:*& ]+ ((std|__gnu_cxx|Tessaran)::.*)$")
     set(name "${CMAKE_MATCH_1}")
+  elseif(name MATCHES "^decltype \\(.*\\) ((std|__gnu_cxx)::.*)$")
+    set(name "${CMAKE_MATCH_1}")
   endif()
   if(name MATCHES "Detail::Platform")
     list(APPEND bad "${sym}")
