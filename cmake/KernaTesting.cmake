@@ -1,0 +1,22 @@
+# Helpers that add test programs, benchmarks and fuzzers in one uniform way.
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+# kerna_add_test(<name> [INTERNAL] SOURCES src... [LIBS lib...])
+#   One GoogleTest program; each test runs as its own CTest process, so process-wide objects
+#   start fresh. INTERNAL links the library's objects (for tests of internals); otherwise the
+#   program links libkerna.so as a user does. Every program gets the shared main, which installs
+#   the simulated wall clock before the first test.
+function(kerna_add_test name)
+  cmake_parse_arguments(T "INTERNAL" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${T_SOURCES} ${PROJECT_SOURCE_DIR}/tests/support/TestMain.cpp)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  if(T_INTERNAL)
+    target_link_libraries(${name} PRIVATE kerna_obj)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src)
+  else()
+    target_link_libraries(${name} PRIVATE kerna)
+  endif()
+  target_link_libraries(${name} PRIVATE GTest::gtest GTest::gmock kerna_flags ${T_LIBS})
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+endfunction()

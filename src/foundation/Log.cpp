@@ -1,0 +1,85 @@
+// Log.cpp
+//
+// The library's own log call: the source position of KERNA_LOG turned into the file and function
+// texts of a line.
+#include "foundation/Log.h"
+
+#include <string.h>
+
+namespace Tessaran {
+namespace Kerna {
+namespace Detail {
+
+const char* functionName(const char* pretty, char* out, unsigned size) {
+    if (size == 0) return "";
+    out[0] = '\0';
+    if (pretty == nullptr) return out;
+    const size_t len = strlen(pretty);
+    // The parameter list is the last balanced "(...)"; a trailing qualifier (const, noexcept)
+    // may follow it.
+    size_t end = len;
+    int depth = 0;
+    for (size_t i = len; i-- > 0;) {
+        if (pretty[i] == ')') {
+            ++depth;
+        } else if (pretty[i] == '(') {
+            if (--depth == 0) {
+                end = i;
+                break;
+            }
+        }
+    }
+    // The name starts behind the last blank outside template brackets before the parameters
+    // (the return type stands in front of it).
+    size_t begin = 0;
+    int angle = 0;
+    for (size_t i = end; i-- > 0;) {
+        const char c = pretty[i];
+        if (c == '>') ++angle;
+        else if (c == '<') --angle;
+        else if (c == ' ' && angle == 0 && !(i >= 8 && strncmp(pretty + i - 8, "operator", 8) == 0)) {
+            begin = i + 1;
+            break;
+        }
+    }
+    // Drop a leading '*' or '&' of a return type written without a blank.
+    while (begin < end && (pretty[begin] == '*' || pretty[begin] == '&')) ++begin;
+    size_t n = end - begin;
+    if (n >= size) n = size - 1;
+    memcpy(out, pretty + begin, n);
+    out[n] = '\0';
+    return out;
+}
+
+const char* sourceName(const char* file, char* out, unsigned size) {
+    if (size == 0) return "";
+    out[0] = '\0';
+    if (file == nullptr) return out;
+    const char* base = file;
+    for (const char* p = file; *p; ++p) {
+        if (*p == '/' || *p == '\\') base = p + 1;
+    }
+    const char* dot = strrchr(base, '.');
+    size_t n = dot ? static_cast<size_t>(dot - base) : strlen(base);
+    if (n >= size) n = size - 1;
+    memcpy(out, base, n);
+    out[n] = '\0';
+    return out;
+}
+
+int logAt(int level, const char* file, const char* prettyFunction, int line, const char* format, ...) {
+    if (!printWouldPass(level)) return 0;
+    char fileText[128];
+    char functionText[256];
+    va_list args;
+    va_start(args, format);
+    const int n = logFilterEx(level, "Unknown", sourceName(file, fileText, sizeof fileText),
+                              functionName(prettyFunction, functionText, sizeof functionText), line,
+                              "Unknown", format, args);
+    va_end(args);
+    return n;
+}
+
+}  // namespace Detail
+}  // namespace Kerna
+}  // namespace Tessaran

@@ -1,0 +1,51 @@
+// Log.h
+//
+// How library code reports: KERNA_LOG prints at a level with the library name and version
+// "Unknown", the source file without folder and extension, the function with its namespace and
+// class, and the line. Below the print level it costs two integer tests. KERNA_ASSERT and
+// KERNA_ASSERT_MSG end the process through the assertion reports of the print path, naming the
+// full function signature.
+#ifndef KERNA_SRC_FOUNDATION_LOG_H_
+#define KERNA_SRC_FOUNDATION_LOG_H_
+
+#include "foundation/PrintState.h"
+#include "kerna/kerna3/PrintLog.h"
+
+namespace Tessaran {
+namespace Kerna {
+namespace Detail {
+
+/// logFilter with the library's own name and version, the function name taken from a
+/// __PRETTY_FUNCTION__ text and the file name from a __FILE__ text.
+int logAt(int level, const char* file, const char* prettyFunction, int line, const char* format, ...)
+    __attribute__((format(printf, 5, 6)));
+
+/// "Tessaran::Utils::CMd5::final" from "void Tessaran::Utils::CMd5::final(unsigned char*)":
+/// without return type and parameters. Writes into `out` (always terminated) and returns it.
+const char* functionName(const char* prettyFunction, char* out, unsigned size);
+
+/// "Md5" from "/path/src/utils/Md5.cpp". Writes into `out` (always terminated) and returns it.
+const char* sourceName(const char* file, char* out, unsigned size);
+
+}  // namespace Detail
+}  // namespace Kerna
+}  // namespace Tessaran
+
+#define KERNA_LOG(level, ...)                                                             \
+    do {                                                                                  \
+        if (::Tessaran::Kerna::Detail::printWouldPass(level))                             \
+            ::Tessaran::Kerna::Detail::logAt(level, __FILE__, __PRETTY_FUNCTION__, __LINE__, \
+                                             __VA_ARGS__);                                \
+    } while (0)
+
+#define KERNA_ASSERT(expr)                                                                      \
+    ((expr) ? (void)0                                                                           \
+            : ::Tessaran::Kerna::Detail::assertionFailed(#expr, __PRETTY_FUNCTION__, __FILE__, \
+                                                         __LINE__))
+
+#define KERNA_ASSERT_MSG(expr, message)                                                      \
+    ((expr) ? (void)0                                                                        \
+            : ::Tessaran::Kerna::Detail::assertionFailedMsg(#expr, message, __PRETTY_FUNCTION__, \
+                                                            __FILE__, __LINE__))
+
+#endif  // KERNA_SRC_FOUNDATION_LOG_H_

@@ -1,0 +1,434 @@
+// PrintLog.cpp
+//
+// The print path: the level and module tests, the line prefix, the console with its colours,
+// the printer and the listeners, the log file step and the statistics. A line is built in a
+// buffer on the caller's stack and handed whole to each output. The listener lock is held only to
+// take a snapshot of the printer and the listeners, never while one of them runs.
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <memory>
+#include <vector>
+
+#include "foundation/PrintState.h"
+#include "kerna/kerna3/Mutex.h"
+#include "kerna/legacy/LogShortForms.h"
+#include "kerna/kerna3/ThreadSpecific.h"
+#include "platform/Console.h"
+#include "platform/Tls.h"
+#include "platform/WallClock.h"
+
+namespace Tessaran {
+namespace Kerna {
+
+namespace {
+
+using Detail::g_colorReset;
+using Detail::g_consoleOptions;
+using Detail::g_lineComplete;
+
+const int lineBufferSize = 8192;
+
+struct LevelInfo {
+    const char* name;
+    int attribute;
+};
+const LevelInfo levelTable[7] = {{"", 0},      {"fatal ", 5}, {"error ", 4}, {"warn ", 6},
+                                 {"info ", 2}, {"trace ", 7}, {"debug ", 3}};
+
+typedef TFunction1<void, const char*> Printer;
+typedef TFunction1<bool, const char*> Listener;
+
+// What a line is handed to: replaced as a whole under the listener lock, so that the output
+// stage copies one pointer instead of the list.
+struct Outputs {
+    Printer printer;
+    std::vector<Listener> listeners;
+};
+
+struct OutputState {
+    CMutex lock;
+    std::shared_ptr<const Outputs> outputs = std::make_shared<Outputs>();
+};
+OutputState& outputState() {
+    static OutputState* state = new OutputState;  // lives to the end of the process
+    return *state;
+}
+
+std::shared_ptr<const Outputs> snapshotOutputs() {
+    OutputState& s = outputState();
+    CGuard guard(s.lock);
+    return s.outputs;
+}
+
+// The per-thread flag that is set while the thread is inside logFilterEx.
+CThreadSpecific& reentryFlag() {
+    static CThreadSpecific* flag = new CThreadSpecific;
+    return *flag;
+}
+
+class ReentryGuard {
+public:
+    ReentryGuard() : m_wasSet(false) {
+        void* value = nullptr;
+        if (reentryFlag().getValue(&value) && value != nullptr) {
+            m_wasSet = true;
+        } else {
+            reentryFlag().setValue(reinterpret_cast<void*>(1));
+        }
+    }
+    ~ReentryGuard() {
+        if (!m_wasSet) reentryFlag().setValue(nullptr);
+    }
+    bool wasSet() const { return m_wasSet; }
+
+private:
+    bool m_wasSet;
+};
+
+// Formats one piece of the prefix into the room that remains and advances `pos`.
+__attribute__((format(printf, 4, 5))) void piece(char* buf, int size, int& pos, const char* format, ...) {
+    if (pos >= size - 1) return;
+    va_list args;
+    va_start(args, format);
+    const int n = vsnprintf(buf + pos, static_cast<size_t>(size - pos), format, args);
+    va_end(args);
+    if (n > 0) pos += (n < size - pos) ? n : size - pos - 1;
+}
+
+const char* orNull(const char* text) { return text ? text : "(null)"; }
+
+// The text behind the last ':' of a function name, or all of it.
+const char* shortFunction(const char* func) {
+    if (func == nullptr) return "(null)";
+    const char* colon = strrchr(func, ':');
+    return colon ? colon + 1 : func;
+}
+
+// The text behind the last '\\' or '/' of a file name (only a separator that is not the last
+// character counts when `keepTrailing` is set).
+const char* cutFile(const char* file, bool keepTrailing) {
+    if (file == nullptr) return nullptr;
+    const char* cut = nullptr;
+    for (const char* p = file; *p; ++p) {
+        if (*p == '\\' || *p == '/') cut = p;
+    }
+    if (cut == nullptr) return file;
+    if (keepTrailing && cut[1] == '\0') return file;
+    return cut + 1;
+}
+
+void setLevelColour(int level) {
+    Detail::Platform::flushConsole();
+    const int attribute = (level >= 0 && level <= 6) ? levelTable[level].attribute : 7;
+    Detail::Platform::setConsoleAttribute(attribute);
+}
+
+// Saved console attribute, read before each colour change and restored by Kerna_resetcolor.
+std::atomic<int> g_savedAttribute{Detail::Platform::consoleDefaultAttribute};
+
+void outputLine(int level, const char* line) {
+    std::shared_ptr<const Outputs> outputs = snapshotOutputs();
+    if (outputs->printer.empty()) {
+        Kerna_print(level, line);
+    } else {
+        outputs->printer(line);
+    }
+    for (const Listener& listener : outputs->listeners) listener(line);
+}
+
+// Formats the message behind the prefix; returns the full length the whole line needs.
+int formatMessage(char* buf, int prefixLength, const char* format, va_list args) {
+    const int room = lineBufferSize - 1 - prefixLength;
+    int length = prefixLength;
+    if (room > 0) {
+        const int n = vsnprintf(buf + prefixLength, static_cast<size_t>(room), format, args);
+        if (n > 0) length += n;
+    }
+    return length;
+}
+
+void updateLineComplete(const char* buf, int length) {
+    const bool complete = length >= lineBufferSize ||
+                          (length >= 1 && length < lineBufferSize - 1 && buf[length - 1] == '\n');
+    g_lineComplete.store(complete ? 1 : 0, std::memory_order_relaxed);
+}
+
+int shortForm(int level, const char* format, va_list args) {
+    return logFilterEx(level, "Unknown", "Unknown", "", 0, "", format, args);
+}
+
+}  // namespace
+
+int logFilterEx(int level, const char* libName, const char* file, const char* func, int line,
+                const char* version, const char* format, va_list args) {
+    if (!Detail::printWouldPass(level)) return 0;
+    if (format == nullptr) return 0;
+
+    ReentryGuard guard;
+    if (guard.wasSet()) {
+        // A print from inside a printer or listener: the bare text only, no recursion.
+        if (Detail::modulePasses(libName)) vprintf(format, args);
+        return 0;
+    }
+    if (!Detail::modulePasses(libName)) return 0;
+
+    const char* fileName = cutFile(file, false);
+    const char* printedVersion = (!Detail::g_printOptions.noVersion && version) ? version : "";
+
+    char buf[lineBufferSize];
+    memset(buf, 0, sizeof buf);
+    TimeRecord now;
+    const int prefix = Kerna_logOptionControl(buf, lineBufferSize - 1, level, libName, fileName, func,
+                                              line, printedVersion, &now);
+    if (prefix < 0) return 0;
+    int length = formatMessage(buf, prefix, format, args);
+    updateLineComplete(buf, length);
+
+    outputLine(level, buf);
+    Kerna_resetcolor();
+
+    if (length >= lineBufferSize) {
+        buf[lineBufferSize - 1] = '\0';
+        length = lineBufferSize;
+    }
+    if (!Detail::g_printOptions.noLogFile) Detail::writeLogFile(buf, length, now);
+    if (Detail::g_moduleStatistics.load(std::memory_order_relaxed)) {
+        Detail::addStatistics(libName, static_cast<uint64_t>(length));
+    }
+    return length;
+}
+
+int logFilter(int level, const char* libName, const char* file, const char* func, int line,
+              const char* version, const char* format, ...) {
+    if (!Detail::printWouldPass(level)) return 0;
+    va_list args;
+    va_start(args, format);
+    const int n = logFilterEx(level, libName, file, func, line, version, format, args);
+    va_end(args);
+    return n;
+}
+
+int setLogPrinter(TFunction1<void, const char*> printer) {
+    OutputState& s = outputState();
+    CGuard guard(s.lock);
+    std::shared_ptr<Outputs> next = std::make_shared<Outputs>(*s.outputs);
+    next->printer = printer;
+    s.outputs = next;
+    return 0;
+}
+
+bool attachPrint(TFunction1<bool, const char*> proc) {
+    OutputState& s = outputState();
+    CGuard guard(s.lock);
+    for (const Listener& l : s.outputs->listeners) {
+        if (l == proc) return false;
+    }
+    std::shared_ptr<Outputs> next = std::make_shared<Outputs>(*s.outputs);
+    next->listeners.push_back(proc);
+    s.outputs = next;
+    return true;
+}
+
+bool detachPrint(TFunction1<bool, const char*> proc) {
+    OutputState& s = outputState();
+    CGuard guard(s.lock);
+    const std::vector<Listener>& current = s.outputs->listeners;
+    for (size_t i = 0; i < current.size(); ++i) {
+        if (current[i] == proc) {
+            std::shared_ptr<Outputs> next = std::make_shared<Outputs>(*s.outputs);
+            next->listeners.erase(next->listeners.begin() + static_cast<std::ptrdiff_t>(i));
+            s.outputs = next;
+            return true;
+        }
+    }
+    return false;
+}
+
+void setPrintOptions(PrintOptions options) {
+    Detail::g_printOptions = options;
+    memcpy(&Detail::g_consoleOptions, &options, 13);
+}
+
+int getPrintOptions(PrintOptions* options) {
+    if (options == nullptr) return -1;
+    *options = Detail::g_printOptions;
+    return 0;
+}
+
+void setPrintLogLevel(int level) { Detail::g_printLevel.store(level, std::memory_order_relaxed); }
+
+int getPrintLogLevel() { return Detail::g_printLevel.load(std::memory_order_relaxed); }
+
+#define KERNA_SHORT_FORM(name, level)                   \
+    int name(const char* format, ...) {                 \
+        if (!Detail::printWouldPass(level)) return 0;   \
+        va_list args;                                   \
+        va_start(args, format);                         \
+        const int n = shortForm(level, format, args);   \
+        va_end(args);                                   \
+        return n;                                       \
+    }
+
+KERNA_SHORT_FORM(logFatal, 1)
+KERNA_SHORT_FORM(logError, 2)
+KERNA_SHORT_FORM(logWarn, 3)
+KERNA_SHORT_FORM(logInfo, 4)
+KERNA_SHORT_FORM(logTrace, 5)
+KERNA_SHORT_FORM(logDebug, 5)
+
+int logLibName(int level, const char* libName, const char* format, ...) {
+    if (level < 1 || level > 6) return 0;
+    if (!Detail::printWouldPass(level)) return 0;
+    va_list args;
+    va_start(args, format);
+    const int n = logFilterEx(level, libName, "Unknown", "", 0, "", format, args);
+    va_end(args);
+    return n;
+}
+
+namespace Detail {
+
+void assertionFailed(const char* expression, const char* function, const char* file, long line) {
+    fprintf(stderr, "***** Internal Program Error - assertion (%s) failed in %s: %s(%ld)\n",
+            orNull(expression), orNull(function), orNull(file), line);
+    logInfo("custom_abort");
+    abort();
+}
+
+void assertionFailedMsg(const char* expression, const char* message, const char* function,
+                        const char* file, long line) {
+    fprintf(stderr, "***** Internal Program Error - assertion (%s) failed in %s: %s(%ld): %s\n",
+            orNull(expression), orNull(function), orNull(file), line, orNull(message));
+    logInfo("custom_abort");
+    abort();
+}
+
+}  // namespace Detail
+
+}  // namespace Kerna
+}  // namespace Tessaran
+
+using namespace Tessaran::Kerna;
+
+extern "C" {
+
+int Kerna_logOptionControl(char* buf, int size, int level, const char* libName, const char* file,
+                           const char* func, int line, const char* version, TimeRecord* now) {
+    const PrintOptions* o = static_cast<const PrintOptions*>(Kerna_getPrintOption());
+    if (o == nullptr) {
+        printf("[%s:%s:%d]Printlog Error, pPrintOption is NULL.\n", orNull(file), orNull(func), line);
+        return -1;
+    }
+    const Detail::Platform::ClockFields t = Detail::Platform::wallClock().readLocal();
+    if (now != nullptr) {
+        memset(now, 0, sizeof *now);
+        now->year = t.year;
+        now->month = t.month;
+        now->day = t.day;
+        now->weekday = t.weekday;
+        now->hour = t.hour;
+        now->minute = t.minute;
+        now->second = t.second;
+        now->millisecond = t.millisecond;
+    }
+    if (g_lineComplete.load(std::memory_order_relaxed) == 0) return 0;
+    if (buf == nullptr || size <= 0) return 0;
+    buf[0] = '\0';
+
+    if (!o->noColor) {
+        // Remember what the console showed, then take the level's colour.
+        g_savedAttribute.store(Detail::Platform::consoleAttribute(), std::memory_order_relaxed);
+        setLevelColour(level);
+        g_colorReset.store(0, std::memory_order_relaxed);
+    }
+    const bool structured = o->structured;
+    int pos = 0;
+    piece(buf, size, pos, "[");
+    if (structured) piece(buf, size, pos, "|T: ");
+    if (o->showDate) piece(buf, size, pos, "%04d-%02d-%02dT", t.year, t.month, t.day);
+    if (o->noTime) {
+        piece(buf, size, pos, " ");
+    } else if (o->showMillisecond) {
+        piece(buf, size, pos, "%02d:%02d:%02d.%03d ", t.hour, t.minute, t.second, t.millisecond);
+    } else {
+        piece(buf, size, pos, "%02d:%02d:%02d ", t.hour, t.minute, t.second);
+    }
+    if (!o->noLevel) {
+        const char* name = (level >= 0 && level <= 6) ? levelTable[level].name : "";
+        piece(buf, size, pos, structured ? "L:%s|" : "%s", name);
+    }
+    if (!o->noModule) piece(buf, size, pos, structured ? "[%s] " : "%s", orNull(libName));
+    if (!o->noVersion) {
+        if (structured) {
+            piece(buf, size, pos, "[ver:%s] ", orNull(version));
+        } else if (version != nullptr && *version != '\0' && strcmp(version, "Unknown") != 0) {
+            piece(buf, size, pos, ":%s ", version);
+        } else {
+            piece(buf, size, pos, " ");
+        }
+    } else if (!o->noModule && !structured) {
+        piece(buf, size, pos, " ");
+    }
+    if (!o->noThread) {
+        piece(buf, size, pos, structured ? "tid:%d " : "%d ",
+              static_cast<int>(Detail::Platform::currentThreadId()));
+    }
+    if (!o->noFile) piece(buf, size, pos, structured ? "F:%s|" : "%s:", file ? file : "");
+    if (!o->noLine) piece(buf, size, pos, structured ? "l:%d|" : "%d", line);
+    if (o->showFunction) piece(buf, size, pos, structured ? "f:%s|" : " %s", shortFunction(func));
+    if (structured) piece(buf, size, pos, "m:");
+    piece(buf, size, pos, "]");
+    return pos;
+}
+
+void Kerna_print(int /*level*/, const char* text) {
+    if (text != nullptr) Detail::Platform::writeConsole(text);
+}
+
+void Kerna_resetcolor() {
+    const PrintOptions* o = static_cast<const PrintOptions*>(Kerna_getPrintOption());
+    if (o == nullptr) {
+        printf("[%s:%s:%d]Printlog Error, pPrintOption is NULL.\n", "PrintLog", "Kerna_resetcolor", __LINE__);
+        return;
+    }
+    if (g_lineComplete.load(std::memory_order_relaxed) == 0) return;
+    if (o->noColor && g_colorReset.load(std::memory_order_relaxed) == 1) return;
+    Detail::Platform::flushConsole();
+    Detail::Platform::setConsoleAttribute(g_savedAttribute.load(std::memory_order_relaxed));
+    g_colorReset.store(1, std::memory_order_relaxed);
+}
+
+void* Kerna_getPrintOption() { return &g_consoleOptions; }
+
+int Kerna_logFilter(int level, const char* libName, const char* file, const char* func, int line,
+                    const char* version, const char* format, ...) {
+    if (level == 6) level = 5;
+    if (!Detail::printWouldPass(level)) return 0;
+    if (format == nullptr) return 0;
+    const char* fileName = cutFile(file, true);
+    char buf[lineBufferSize];
+    memset(buf, 0, sizeof buf);
+    const int prefix = Kerna_logOptionControl(buf, lineBufferSize - 1, level, libName, fileName, func,
+                                              line, version, nullptr);
+    if (prefix < 0) return 0;
+    va_list args;
+    va_start(args, format);
+    const int length = formatMessage(buf, prefix, format, args);
+    va_end(args);
+    updateLineComplete(buf, length);
+    Kerna_print(level, buf);
+    Kerna_resetcolor();
+    return length;
+}
+
+}  // extern "C"
+
+// The same short forms in the global namespace, for older callers.
+KERNA_SHORT_FORM(logFatal, 1)
+KERNA_SHORT_FORM(logError, 2)
+KERNA_SHORT_FORM(logWarn, 3)
+KERNA_SHORT_FORM(logInfo, 4)
+KERNA_SHORT_FORM(logTrace, 5)
+KERNA_SHORT_FORM(logDebug, 5)

@@ -1,0 +1,61 @@
+// PrintState.h
+//
+// The process-wide state of the print path, for the units that change it (log control, the
+// switches of the logfilter language) and for the hot-path level test. Everything here is
+// constant-initialised, so it is valid before any start-up code runs.
+#ifndef KERNA_SRC_FOUNDATION_PRINTSTATE_H_
+#define KERNA_SRC_FOUNDATION_PRINTSTATE_H_
+
+#include <atomic>
+#include <map>
+#include <string>
+
+#include "kerna/kerna3/PrintLog.h"
+
+namespace Tessaran {
+namespace Kerna {
+namespace Detail {
+
+/// Module switch values.
+enum ModuleSwitch { moduleAllOff = 0, moduleFiltered = 1, moduleAllOn = 2 };
+
+/// The print level and the module switch: plain process-wide values (relaxed atomics).
+extern std::atomic<int> g_printLevel;
+extern std::atomic<int> g_moduleSwitch;
+/// Line state of the console layer.
+extern std::atomic<int> g_lineComplete;
+extern std::atomic<int> g_colorReset;
+/// The record setPrintOptions and getPrintOptions work on, and the console copy.
+extern PrintOptions g_printOptions;
+extern PrintOptions g_consoleOptions;
+/// Module statistics on or off.
+extern std::atomic<bool> g_moduleStatistics;
+
+/// The two integer tests of a print call: level within the print level and printing not off.
+inline bool printWouldPass(int level) {
+    return level <= g_printLevel.load(std::memory_order_relaxed) &&
+           g_moduleSwitch.load(std::memory_order_relaxed) != moduleAllOff;
+}
+
+/// Names a module on (true) or off (false) in the module map and marks the filter as used.
+void setModuleEnabled(const std::string& libName, bool on);
+/// Forgets every module named so far.
+void clearModules();
+/// The module test: passes when the switch is not "filtered", no module was named, the name is
+/// null or not in the map; else the map decides.
+bool modulePasses(const char* libName);
+/// A copy of the module map.
+std::map<std::string, bool> moduleMap();
+/// Turns module statistics on or off; turning them off forgets the counts.
+void setModuleStatistics(bool on);
+/// Adds `length` bytes to `libName`'s count (saturating at 0xFFFFFFFF).
+void addStatistics(const char* libName, uint64_t length);
+
+/// The log file step of a line: does nothing while no log path is set.
+void writeLogFile(const char* line, int length, const TimeRecord& now);
+
+}  // namespace Detail
+}  // namespace Kerna
+}  // namespace Tessaran
+
+#endif  // KERNA_SRC_FOUNDATION_PRINTSTATE_H_

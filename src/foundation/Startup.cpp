@@ -1,0 +1,28 @@
+// Startup.cpp
+//
+// The one place that makes the process-wide objects when the library is loaded, in their fixed
+// order, before any caller runs (also inside dlopen). Every other process-wide object is made on
+// first use, and nothing else in the library has a dynamic initializer, since C++ does not order
+// the initialisation of different units. The packet managers are deliberately not made here:
+// they are made on first use, so that a program can still choose a pool policy from main.
+#include "concurrency/FunctionReuse.h"
+
+namespace Tessaran {
+namespace Kerna {
+namespace Detail {
+namespace {
+
+class LibraryStartup {
+public:
+    LibraryStartup() {
+        // The order below is the library's start order; each subsystem adds its line in place.
+        functionReuseSlot();
+    }
+};
+
+LibraryStartup g_startup;
+
+}  // namespace
+}  // namespace Detail
+}  // namespace Kerna
+}  // namespace Tessaran

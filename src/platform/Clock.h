@@ -1,0 +1,24 @@
+// Clock.h
+//
+// Private platform interface: the monotonic counter.
+#ifndef KERNA_SRC_PLATFORM_CLOCK_H_
+#define KERNA_SRC_PLATFORM_CLOCK_H_
+
+#include <cstdint>
+
+namespace Tessaran {
+namespace Kerna {
+namespace Detail {
+namespace Platform {
+
+/// Ticks per second of monotonicTicks().
+const uint64_t monotonicFrequency = 1000000000ull;
+/// The monotonic counter in nanoseconds; never moves with the wall clock.
+uint64_t monotonicTicks();
+
+}  // namespace Platform
+}  // namespace Detail
+}  // namespace Kerna
+}  // namespace Tessaran
+
+#endif  // KERNA_SRC_PLATFORM_CLOCK_H_

@@ -1,0 +1,90 @@
+// Lock.h
+//
+// Private platform interface: locks, events and semaphores. Declarations only; the storage of each
+// object is opaque here and sized for the platform's own object in src/platform/posix/.
+#ifndef KERNA_SRC_PLATFORM_LOCK_H_
+#define KERNA_SRC_PLATFORM_LOCK_H_
+
+#include <cstdint>
+
+namespace Tessaran {
+namespace Kerna {
+namespace Detail {
+namespace Platform {
+
+/// A lock that its holder may enter again (it must leave as often). Uncontended fast.
+class Lock {
+public:
+    Lock();
+    ~Lock();
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+    void enter();
+    bool tryEnter();  ///< true if taken at once, also by the holder
+    void leave();
+
+private:
+    alignas(8) unsigned char m_storage[48];
+};
+
+/// A plain, non-recursive lock.
+class PlainLock {
+public:
+    PlainLock();
+    ~PlainLock();
+    PlainLock(const PlainLock&) = delete;
+    PlainLock& operator=(const PlainLock&) = delete;
+    void enter();
+    void leave();
+
+private:
+    alignas(8) unsigned char m_storage[48];
+};
+
+/// An event that stays signalled until reset and releases every waiter when set.
+class ManualEvent {
+public:
+    ManualEvent();
+    ~ManualEvent();
+    ManualEvent(const ManualEvent&) = delete;
+    ManualEvent& operator=(const ManualEvent&) = delete;
+    void set();
+    void reset();
+    void wait();
+
+private:
+    alignas(8) unsigned char m_storage[112];
+};
+
+/// A counting semaphore; each post wakes exactly one waiter. Waits with a limit run on the
+/// monotonic clock.
+class Semaphore {
+public:
+    static const int32_t maxCount = 2147483647;
+    /// ok() is false when the platform refused (for example a count out of range).
+    explicit Semaphore(int32_t initialCount);
+    ~Semaphore();
+    Semaphore(const Semaphore&) = delete;
+    Semaphore& operator=(const Semaphore&) = delete;
+    bool ok() const { return m_ok; }
+    /// Waits; `timeoutMs` 0xFFFFFFFF is no limit, 0 does not wait. True if a count was taken.
+    bool wait(uint32_t timeoutMs);
+    /// False at the maximum (nothing changes).
+    bool post();
+
+private:
+    alignas(8) unsigned char m_storage[32];
+    bool m_ok;
+};
+
+/// Sleeps on the monotonic clock; 0 gives up the time slice.
+void sleepMs(uint32_t milliseconds);
+/// Gives up the time slice.
+void yieldThread();
+
+}  // namespace Platform
+}  // namespace Detail
+}  // namespace Kerna
+}  // namespace Tessaran
+
+#endif  // KERNA_SRC_PLATFORM_LOCK_H_

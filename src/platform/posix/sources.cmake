@@ -1,0 +1,7 @@
+target_sources(kerna_obj PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/Lock.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Tls.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Process.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Console.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Clock.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/WallClock.cpp)

@@ -1,0 +1,25 @@
+// Commands.h
+//
+// The subcommands of the kerna tool. Each takes the arguments behind its name (argv[0] is the
+// subcommand's name) and returns the process exit status: 0 success, 1 a failure on the data,
+// 2 a usage error, as coreutils do.
+#ifndef KERNA_TOOLS_KERNA_COMMANDS_H_
+#define KERNA_TOOLS_KERNA_COMMANDS_H_
+
+namespace KernaTool {
+
+struct Command {
+    const char* name;
+    int (*run)(int argc, char** argv);
+    const char* summary;
+};
+
+/// The table of subcommands, ended by an entry with a null name.
+extern const Command commands[];
+
+int cmdVersion(int argc, char** argv);
+int cmdDemo(int argc, char** argv);
+
+}  // namespace KernaTool
+
+#endif  // KERNA_TOOLS_KERNA_COMMANDS_H_
