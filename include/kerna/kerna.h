@@ -15,5 +15,14 @@
 #include "kerna/kerna3/AtomicCount.h"
 #include "kerna/kerna3/Process.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
+#include "kerna/utils/Base16.h"
+#include "kerna/utils/Base64.h"
+#include "kerna/utils/StringUtil.h"
+#include "kerna/utils/IpAddress.h"
+#include "kerna/utils/Crc.h"
+#include "kerna/utils/Md5.h"
+#include "kerna/utils/Sha1.h"
+#include "kerna/utils/Aes.h"
+#include "kerna/utils/TripleDes.h"
 
 #endif  // KERNA_KERNA_H_

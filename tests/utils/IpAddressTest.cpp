@@ -6,7 +6,7 @@
 #include <string>
 
 #include "kerna/utils/IpAddress.h"
-#include "support/LogCapture.h"
+#include "utils/LogLines.h"
 
 using namespace Tessaran;
 using namespace Tessaran::Utils;

@@ -19,6 +19,13 @@ extern const Command commands[];
 
 int cmdVersion(int argc, char** argv);
 int cmdDemo(int argc, char** argv);
+int cmdMd5sum(int argc, char** argv);
+int cmdSha1sum(int argc, char** argv);
+int cmdCrc32(int argc, char** argv);
+int cmdBase64(int argc, char** argv);
+int cmdBase16(int argc, char** argv);
+int cmdAes(int argc, char** argv);
+int cmdDes(int argc, char** argv);
 
 }  // namespace KernaTool
 
