@@ -181,9 +181,10 @@ std::string lower(std::string s) {
     return s;
 }
 
-// The name as status lines show it: escaped, with a leading "\" when anything was escaped.
+// The name as status lines show it: escaped, with a leading "\", only when it holds a line end
+// (as coreutils does; a backslash or CR alone is printed as it is).
 void printStatus(const std::string& name, const char* result) {
-    if (needsEscape(name))
+    if (name.find('\n') != std::string::npos)
         printf("\\%s: %s\n", escapeName(name).c_str(), result);
     else
         printf("%s: %s\n", name.c_str(), result);
@@ -302,10 +303,11 @@ int runDigestCommand(const DigestAlgorithm& a, int argc, char** argv) {
             case optTag: s.tag = true; break;
             case optZero: s.zero = true; break;
             case optIgnoreMissing: s.ignoreMissing = true; checkOnlyOption = true; checkOnlyName = "--ignore-missing"; break;
-            case optQuiet: s.quiet = true; s.status = false; checkOnlyOption = true; checkOnlyName = "--quiet"; break;
-            case optStatus: s.status = true; s.quiet = false; checkOnlyOption = true; checkOnlyName = "--status"; break;
+            // --quiet, --status and --warn exclude each other: the last one given counts.
+            case optQuiet: s.quiet = true; s.status = s.warn = false; checkOnlyOption = true; checkOnlyName = "--quiet"; break;
+            case optStatus: s.status = true; s.quiet = s.warn = false; checkOnlyOption = true; checkOnlyName = "--status"; break;
             case optStrict: s.strict = true; checkOnlyOption = true; checkOnlyName = "--strict"; break;
-            case optWarn: s.warn = true; checkOnlyOption = true; checkOnlyName = "--warn"; break;
+            case optWarn: s.warn = true; s.quiet = s.status = false; checkOnlyOption = true; checkOnlyName = "--warn"; break;
         }
     }
     if (s.check && s.tag) {
