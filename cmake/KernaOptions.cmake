@@ -15,3 +15,11 @@ if(KERNA_SANITIZE)
 endif()
 
 find_package(Threads REQUIRED)
+
+if(KERNA_BUILD_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "KERNA_BUILD_FUZZ needs clang (use the 'fuzz' preset)")
+  endif()
+  # Library code is instrumented for coverage; the fuzz targets add the libFuzzer main.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

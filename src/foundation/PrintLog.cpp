@@ -87,15 +87,42 @@ private:
     bool m_wasSet;
 };
 
-// Formats one piece of the prefix into the room that remains and advances `pos`.
-__attribute__((format(printf, 4, 5))) void piece(char* buf, int size, int& pos, const char* format, ...) {
-    if (pos >= size - 1) return;
-    va_list args;
-    va_start(args, format);
-    const int n = vsnprintf(buf + pos, static_cast<size_t>(size - pos), format, args);
-    va_end(args);
-    if (n > 0) pos += (n < size - pos) ? n : size - pos - 1;
-}
+// Writes the prefix piece by piece into the room that remains, each piece cut where the room
+// ends and the text always terminated, as printf-style formatting of each piece would. Numbers
+// are written by hand: a line's prefix has up to a dozen pieces, and a formatted call per piece
+// would cost more than the rest of the line.
+class PrefixWriter {
+public:
+    PrefixWriter(char* buf, int size) : m_buf(buf), m_size(size), m_pos(0) { m_buf[0] = '\0'; }
+
+    void text(const char* s) {
+        while (*s && m_pos < m_size - 1) m_buf[m_pos++] = *s++;
+        m_buf[m_pos] = '\0';
+    }
+    /// A decimal number of at least `width` characters, zero-padded, as "%0<width>d" writes it.
+    void number(int value, int width = 0) {
+        char digits[16];
+        int n = 0;
+        unsigned v = value < 0 ? 0u - static_cast<unsigned>(value) : static_cast<unsigned>(value);
+        do {
+            digits[n++] = static_cast<char>('0' + v % 10);
+            v /= 10;
+        } while (v != 0);
+        char out[24];
+        int k = 0;
+        if (value < 0) out[k++] = '-';
+        for (int pad = width - n - (value < 0 ? 1 : 0); pad > 0; --pad) out[k++] = '0';
+        while (n > 0) out[k++] = digits[--n];
+        out[k] = '\0';
+        text(out);
+    }
+    int length() const { return m_pos; }
+
+private:
+    char* m_buf;
+    int m_size;
+    int m_pos;
+};
 
 const char* orNull(const char* text) { return text ? text : "(null)"; }
 
@@ -177,8 +204,10 @@ int logFilterEx(int level, const char* libName, const char* file, const char* fu
     const char* fileName = cutFile(file, false);
     const char* printedVersion = (!Detail::g_printOptions.noVersion && version) ? version : "";
 
+    // The prefix and the message are each terminated as they are written, so the buffer needs
+    // no clearing beyond its first byte.
     char buf[lineBufferSize];
-    memset(buf, 0, sizeof buf);
+    buf[0] = '\0';
     TimeRecord now;
     const int prefix = Kerna_logOptionControl(buf, lineBufferSize - 1, level, libName, fileName, func,
                                               line, printedVersion, &now);
@@ -335,7 +364,6 @@ int Kerna_logOptionControl(char* buf, int size, int level, const char* libName, 
     }
     if (g_lineComplete.load(std::memory_order_relaxed) == 0) return 0;
     if (buf == nullptr || size <= 0) return 0;
-    buf[0] = '\0';
 
     if (!o->noColor) {
         // Remember what the console showed, then take the level's colour.
@@ -344,43 +372,79 @@ int Kerna_logOptionControl(char* buf, int size, int level, const char* libName, 
         g_colorReset.store(0, std::memory_order_relaxed);
     }
     const bool structured = o->structured;
-    int pos = 0;
-    piece(buf, size, pos, "[");
-    if (structured) piece(buf, size, pos, "|T: ");
-    if (o->showDate) piece(buf, size, pos, "%04d-%02d-%02dT", t.year, t.month, t.day);
+    PrefixWriter w(buf, size);
+    w.text("[");
+    if (structured) w.text("|T: ");
+    if (o->showDate) {
+        w.number(t.year, 4);
+        w.text("-");
+        w.number(t.month, 2);
+        w.text("-");
+        w.number(t.day, 2);
+        w.text("T");
+    }
     if (o->noTime) {
-        piece(buf, size, pos, " ");
-    } else if (o->showMillisecond) {
-        piece(buf, size, pos, "%02d:%02d:%02d.%03d ", t.hour, t.minute, t.second, t.millisecond);
+        w.text(" ");
     } else {
-        piece(buf, size, pos, "%02d:%02d:%02d ", t.hour, t.minute, t.second);
+        w.number(t.hour, 2);
+        w.text(":");
+        w.number(t.minute, 2);
+        w.text(":");
+        w.number(t.second, 2);
+        if (o->showMillisecond) {
+            w.text(".");
+            w.number(t.millisecond, 3);
+        }
+        w.text(" ");
     }
     if (!o->noLevel) {
-        const char* name = (level >= 0 && level <= 6) ? levelTable[level].name : "";
-        piece(buf, size, pos, structured ? "L:%s|" : "%s", name);
+        if (structured) w.text("L:");
+        w.text((level >= 0 && level <= 6) ? levelTable[level].name : "");
+        if (structured) w.text("|");
     }
-    if (!o->noModule) piece(buf, size, pos, structured ? "[%s] " : "%s", orNull(libName));
+    if (!o->noModule) {
+        if (structured) w.text("[");
+        w.text(orNull(libName));
+        if (structured) w.text("] ");
+    }
     if (!o->noVersion) {
         if (structured) {
-            piece(buf, size, pos, "[ver:%s] ", orNull(version));
+            w.text("[ver:");
+            w.text(orNull(version));
+            w.text("] ");
         } else if (version != nullptr && *version != '\0' && strcmp(version, "Unknown") != 0) {
-            piece(buf, size, pos, ":%s ", version);
+            w.text(":");
+            w.text(version);
+            w.text(" ");
         } else {
-            piece(buf, size, pos, " ");
+            w.text(" ");
         }
     } else if (!o->noModule && !structured) {
-        piece(buf, size, pos, " ");
+        w.text(" ");
     }
     if (!o->noThread) {
-        piece(buf, size, pos, structured ? "tid:%d " : "%d ",
-              static_cast<int>(Detail::Platform::currentThreadId()));
+        if (structured) w.text("tid:");
+        w.number(static_cast<int>(Detail::Platform::currentThreadId()));
+        w.text(" ");
     }
-    if (!o->noFile) piece(buf, size, pos, structured ? "F:%s|" : "%s:", file ? file : "");
-    if (!o->noLine) piece(buf, size, pos, structured ? "l:%d|" : "%d", line);
-    if (o->showFunction) piece(buf, size, pos, structured ? "f:%s|" : " %s", shortFunction(func));
-    if (structured) piece(buf, size, pos, "m:");
-    piece(buf, size, pos, "]");
-    return pos;
+    if (!o->noFile) {
+        if (structured) w.text("F:");
+        w.text(file ? file : "");
+        w.text(structured ? "|" : ":");
+    }
+    if (!o->noLine) {
+        if (structured) w.text("l:");
+        w.number(line);
+        if (structured) w.text("|");
+    }
+    if (o->showFunction) {
+        w.text(structured ? "f:" : " ");
+        w.text(shortFunction(func));
+        if (structured) w.text("|");
+    }
+    if (structured) w.text("m:");
+    w.text("]");
+    return w.length();
 }
 
 void Kerna_print(int /*level*/, const char* text) {
@@ -409,7 +473,7 @@ int Kerna_logFilter(int level, const char* libName, const char* file, const char
     if (format == nullptr) return 0;
     const char* fileName = cutFile(file, true);
     char buf[lineBufferSize];
-    memset(buf, 0, sizeof buf);
+    buf[0] = '\0';
     const int prefix = Kerna_logOptionControl(buf, lineBufferSize - 1, level, libName, fileName, func,
                                               line, version, nullptr);
     if (prefix < 0) return 0;

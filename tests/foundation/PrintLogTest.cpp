@@ -1,1 +1,328 @@
+// Tests of the print path: exact prefixes for the option combinations, continuation lines, the
+// gates, the re-entry guard, listeners, module filter, statistics, bad input and the assertion
+// reports.
 #include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "foundation/Log.h"
+#include "foundation/PrintState.h"
+#include "kerna/kerna3/testing/SimulatedClock.h"
+#include "platform/Tls.h"
+#include "support/LogCapture.h"
+
+using namespace Tessaran::Kerna;
+using KernaTest::LogCapture;
+
+namespace {
+
+// 2026-03-14 04:34:56.000 UTC, which the simulated zone (UTC+8) shows as 12:34:56.
+const int64_t kFixedUtcMs = 1773462896000LL;
+
+std::string tid() { return std::to_string(Detail::Platform::currentThreadId()); }
+
+// Prints the worked example line with the given options and returns what the printer got.
+std::string exampleLine(const PrintOptions& options, const char* version = "Unknown") {
+    LogCapture capture;
+    setPrintOptions(options);
+    Testing::setSimulatedUtc(kFixedUtcMs);
+    logFilter(2, "Unknown", ".\\Src\\Utils\\Md5", "Tessaran::Utils::CMd5::final", 441, version,
+              "digest is NULL\n");
+    std::vector<std::string> lines = capture.lines();
+    return lines.size() == 1 ? lines[0] : "<" + std::to_string(lines.size()) + " lines>";
+}
+
+PrintOptions noColor() {
+    PrintOptions o = {};
+    o.noColor = true;
+    return o;
+}
+
+}  // namespace
+
+TEST(PrintPrefix, DefaultLine) {
+    EXPECT_EQ(exampleLine(noColor()), "[12:34:56 error Unknown " + tid() + " Md5:441]digest is NULL\n");
+}
+
+TEST(PrintPrefix, OptionCombinations) {
+    PrintOptions o = noColor();
+    o.showDate = true;
+    o.showMillisecond = true;
+    o.showFunction = true;
+    EXPECT_EQ(exampleLine(o), "[2026-03-14T12:34:56.000 error Unknown " + tid() + " Md5:441 final]digest is NULL\n");
+
+    o = noColor();
+    o.structured = true;
+    o.showFunction = true;
+    EXPECT_EQ(exampleLine(o, "2.1"),
+              "[|T: 12:34:56 L:error |[Unknown] [ver:2.1] tid:" + tid() + " F:Md5|l:441|f:final|m:]digest is NULL\n");
+
+    o = noColor();
+    o.noTime = o.noLevel = o.noThread = o.noFile = o.noLine = true;
+    EXPECT_EQ(exampleLine(o, "2.1"), "[ Unknown:2.1 ]digest is NULL\n");
+
+    // With noVersion one blank still follows the library name; with noModule too, none.
+    o = noColor();
+    o.noVersion = true;
+    o.noThread = true;
+    EXPECT_EQ(exampleLine(o, "2.1"), "[12:34:56 error Unknown Md5:441]digest is NULL\n");
+    o.noModule = true;
+    EXPECT_EQ(exampleLine(o, "2.1"), "[12:34:56 error Md5:441]digest is NULL\n");
+
+    // Every option on at once leaves only the brackets.
+    o = noColor();
+    o.noTime = o.noModule = o.noLevel = o.noThread = o.noVersion = o.noFile = o.noLine = true;
+    EXPECT_EQ(exampleLine(o), "[ ]digest is NULL\n");
+}
+
+TEST(PrintPrefix, VersionUnknownEmptyAndNullPrintAsOneBlank) {
+    PrintOptions o = noColor();
+    o.noThread = true;
+    const std::string expected = "[12:34:56 error Unknown Md5:441]digest is NULL\n";
+    EXPECT_EQ(exampleLine(o, "Unknown"), expected);
+    EXPECT_EQ(exampleLine(o, ""), expected);
+    EXPECT_EQ(exampleLine(o, nullptr), expected);
+    EXPECT_EQ(exampleLine(o, "3.0"), "[12:34:56 error Unknown:3.0 Md5:441]digest is NULL\n");
+}
+
+TEST(PrintPrefix, FunctionAndFileWithoutSeparatorsPrintWhole) {
+    LogCapture capture;
+    PrintOptions o = noColor();
+    o.noTime = o.noThread = true;
+    o.showFunction = true;
+    setPrintOptions(o);
+    logFilter(4, "Lib", "plain", "freeFunction", 7, "", "x\n");
+    logFilter(4, "Lib", "src/utils/Md5.cpp", "A::B::c", 8, "", "y\n");
+    EXPECT_EQ(capture.lines(), (std::vector<std::string>{"[ info Lib plain:7 freeFunction]x\n",
+                                                         "[ info Lib Md5.cpp:8 c]y\n"}));
+}
+
+TEST(PrintPath, LevelGates) {
+    LogCapture capture(5);
+    EXPECT_EQ(logFilter(6, "L", "f", "g", 1, "", "debug\n"), 0);
+    EXPECT_GT(logDebug("debug as trace\n"), 0);
+    setPrintLogLevel(0);
+    EXPECT_EQ(logFatal("nothing at print level 0\n"), 0);
+    setPrintLogLevel(6);
+    EXPECT_EQ(logLibName(0, "L", "x\n"), 0);
+    EXPECT_EQ(logLibName(7, "L", "x\n"), 0);
+    EXPECT_GT(logLibName(6, "L", "x\n"), 0);
+    std::vector<std::string> lines = capture.lines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_NE(lines[0].find(" trace Unknown"), std::string::npos) << lines[0];
+    EXPECT_NE(lines[1].find(" debug L "), std::string::npos) << lines[1];
+    // Printing switched off by the module switch.
+    Detail::g_moduleSwitch.store(Detail::moduleAllOff);
+    EXPECT_EQ(logFatal("off\n"), 0);
+    Detail::g_moduleSwitch.store(Detail::moduleAllOn);
+    EXPECT_EQ(capture.lines().size(), 2u);
+}
+
+TEST(PrintPath, ConsoleOnlyPathPrintsLevelSixAsTrace) {
+    PrintOptions o = noColor();
+    o.noTime = o.noThread = true;
+    setPrintOptions(o);
+    setPrintLogLevel(5);
+    testing::internal::CaptureStdout();
+    const int n = Kerna_logFilter(6, "Lib", "dir\\file", "f", 3, "Unknown", "console\n");
+    const int m = Kerna_logFilter(6, "Lib", "dir\\", "f", 4, "Unknown", "trailing separator\n");
+    const std::string out = testing::internal::GetCapturedStdout();
+    setPrintLogLevel(4);
+    setPrintOptions(PrintOptions());
+    EXPECT_EQ(out, "[ trace Lib file:3]console\n[ trace Lib dir\\:4]trailing separator\n");
+    EXPECT_EQ(n, static_cast<int>(std::string("[ trace Lib file:3]console\n").size()));
+    EXPECT_GT(m, 0);
+}
+
+TEST(PrintPath, ContinuationLineHasNoPrefix) {
+    LogCapture capture;
+    PrintOptions o = noColor();
+    o.noTime = o.noThread = true;
+    setPrintOptions(o);
+    logFilter(4, "L", "f", "g", 1, "", "begun ");
+    EXPECT_EQ(Detail::g_lineComplete.load(), 0);
+    logFilter(4, "L", "f", "g", 2, "", "and ended\n");
+    EXPECT_EQ(Detail::g_lineComplete.load(), 1);
+    logFilter(4, "L", "f", "g", 3, "", "next\n");
+    EXPECT_EQ(capture.lines(), (std::vector<std::string>{"[ info L f:1]begun ", "and ended\n", "[ info L f:3]next\n"}));
+}
+
+TEST(PrintPath, OverlongLineIsCutAt8192) {
+    LogCapture capture;
+    const std::string big(10000, 'x');
+    const int n = logFilter(4, "L", "f", "g", 1, "", "%s\n", big.c_str());
+    EXPECT_EQ(n, 8192);
+    std::vector<std::string> lines = capture.lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].size(), 8190u);  // 8191 bytes of room, the last one the terminator
+    EXPECT_EQ(Detail::g_lineComplete.load(), 1);
+}
+
+TEST(PrintPath, NullArgumentsDoNotCrash) {
+    LogCapture capture;
+    PrintOptions o = noColor();
+    o.noTime = o.noThread = true;
+    o.showFunction = true;
+    setPrintOptions(o);
+    EXPECT_EQ(logFilter(4, nullptr, nullptr, nullptr, 1, nullptr, nullptr), 0);
+    EXPECT_GT(logFilter(4, nullptr, nullptr, nullptr, 1, nullptr, "text\n"), 0);
+    EXPECT_EQ(logLibName(4, nullptr, nullptr), 0);
+    EXPECT_EQ(capture.lines(), (std::vector<std::string>{"[ info (null) :1 (null)]text\n"}));
+}
+
+namespace {
+struct Reentrant {
+    bool onLine(const char*) {
+        ++calls;
+        logFilter(4, "Inner", "f", "g", 1, "", "inner %d\n", calls);
+        return true;
+    }
+    int calls = 0;
+};
+}  // namespace
+
+TEST(PrintPath, ListenerThatLogsGetsBareTextOnly) {
+    LogCapture capture;
+    Reentrant r;
+    TFunction1<bool, const char*> listener(&Reentrant::onLine, &r);
+    ASSERT_TRUE(attachPrint(listener));
+    testing::internal::CaptureStdout();
+    logInfo("outer\n");
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(detachPrint(listener));
+    EXPECT_EQ(r.calls, 1);
+    EXPECT_EQ(out, "inner 1\n");
+    EXPECT_EQ(capture.messages(), std::vector<std::string>{"outer\n"});
+}
+
+namespace {
+struct Counting {
+    bool onLine(const char* line) {
+        lines.push_back(line);
+        if (detachSelf) detachPrint(TFunction1<bool, const char*>(&Counting::onLine, this));
+        if (other) attachPrint(TFunction1<bool, const char*>(&Counting::onLine, other));
+        return false;
+    }
+    std::vector<std::string> lines;
+    bool detachSelf = false;
+    Counting* other = nullptr;
+};
+}  // namespace
+
+TEST(PrintPath, ListenersAttachDetachDuringCall) {
+    LogCapture capture;
+    Counting first, second;
+    first.detachSelf = true;
+    first.other = &second;
+    TFunction1<bool, const char*> a(&Counting::onLine, &first);
+    TFunction1<bool, const char*> b(&Counting::onLine, &second);
+    EXPECT_TRUE(attachPrint(a));
+    EXPECT_FALSE(attachPrint(a));
+    EXPECT_FALSE(detachPrint(b));  // never attached
+    logInfo("one\n");   // first sees it, detaches itself, attaches second
+    logInfo("two\n");   // only second
+    EXPECT_EQ(first.lines.size(), 1u);
+    ASSERT_EQ(second.lines.size(), 1u);
+    EXPECT_NE(second.lines[0].find("two"), std::string::npos);
+    EXPECT_TRUE(detachPrint(b));
+    EXPECT_FALSE(detachPrint(a));
+}
+
+TEST(PrintPath, ModuleFilter) {
+    LogCapture capture;
+    Detail::setModuleEnabled("a", false);
+    Detail::setModuleEnabled("b", true);
+    Detail::g_moduleSwitch.store(Detail::moduleFiltered);
+    EXPECT_EQ(logLibName(4, "a", "silenced\n"), 0);
+    EXPECT_GT(logLibName(4, "b", "b on\n"), 0);
+    EXPECT_GT(logLibName(4, "c", "c not named\n"), 0);
+    EXPECT_GT(logLibName(4, nullptr, "null name\n"), 0);
+    Detail::g_moduleSwitch.store(Detail::moduleAllOn);
+    EXPECT_GT(logLibName(4, "a", "all on\n"), 0);
+    Detail::clearModules();
+    EXPECT_EQ(capture.messages(),
+              (std::vector<std::string>{"b on\n", "c not named\n", "null name\n", "all on\n"}));
+}
+
+TEST(PrintPath, StatisticsCountAndSaturate) {
+    LogCapture capture;
+    Detail::setModuleStatistics(true);
+    const int n = logLibName(4, "Stat", "twelve bytes");
+    logLibName(4, "", "empty names are not counted\n");
+    std::map<std::string, LogModuleInfo> stats = getLogStatistics();
+    ASSERT_EQ(stats.count("Stat"), 1u);
+    EXPECT_EQ(stats["Stat"].bytes, static_cast<uint64_t>(n));
+    EXPECT_EQ(stats.count(""), 0u);
+    Detail::addStatistics("Big", 0xFFFFFFF0ull);
+    Detail::addStatistics("Big", 0x0Full);
+    EXPECT_EQ(getLogStatistics()["Big"].bytes, 0xFFFFFFFFull);
+    Detail::addStatistics("Big", 100);
+    EXPECT_EQ(getLogStatistics()["Big"].bytes, 0xFFFFFFFFull);
+    Detail::addStatistics("Over", 0x1FFFFFFFFull);
+    EXPECT_EQ(getLogStatistics()["Over"].bytes, 0xFFFFFFFFull);
+    Detail::setModuleStatistics(false);
+    EXPECT_TRUE(getLogStatistics().empty());
+}
+
+TEST(PrintPath, ManyThreadsPrintWholeLines) {
+    LogCapture capture;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([t] {
+            for (int i = 0; i < 200; ++i) logLibName(4, "T", "thread %d line %d\n", t, i);
+        });
+    }
+    for (std::thread& t : threads) t.join();
+    std::vector<std::string> lines = capture.lines();
+    EXPECT_EQ(lines.size(), 800u);
+    for (const std::string& l : lines) EXPECT_EQ(l.back(), '\n');
+}
+
+TEST(PrintOptionsRecord, CopiesAndConsoleCopy) {
+    PrintOptions o = {};
+    o.structured = true;
+    o.noLogFile = true;
+    setPrintOptions(o);
+    PrintOptions back;
+    EXPECT_EQ(getPrintOptions(&back), 0);
+    EXPECT_TRUE(back.structured && back.noLogFile && !back.noTime);
+    const PrintOptions* console = static_cast<const PrintOptions*>(Kerna_getPrintOption());
+    EXPECT_TRUE(console->structured && console->noLogFile);
+    EXPECT_EQ(getPrintOptions(nullptr), -1);
+    setPrintOptions(PrintOptions());
+}
+
+TEST(LibraryLog, FunctionAndFileNamesFromSourcePosition) {
+    char buf[256];
+    EXPECT_STREQ(Detail::functionName("void Tessaran::Utils::CMd5::final(unsigned char*)", buf, sizeof buf),
+                 "Tessaran::Utils::CMd5::final");
+    EXPECT_STREQ(Detail::functionName("Tessaran::Kerna::RWMutexInternal::RWMutexInternal(int)", buf, sizeof buf),
+                 "Tessaran::Kerna::RWMutexInternal::RWMutexInternal");
+    EXPECT_STREQ(Detail::functionName("const char* A::name() const", buf, sizeof buf), "A::name");
+    EXPECT_STREQ(Detail::functionName("std::map<int, int> A::f(std::pair<int, int>)", buf, sizeof buf), "A::f");
+    EXPECT_STREQ(Detail::functionName("bool A::operator()(int)", buf, sizeof buf), "A::operator()");
+    EXPECT_STREQ(Detail::functionName(nullptr, buf, sizeof buf), "");
+    EXPECT_STREQ(Detail::functionName("void f()", buf, 3), "f");
+    EXPECT_STREQ(Detail::sourceName("/a/b/src/utils/Md5.cpp", buf, sizeof buf), "Md5");
+    EXPECT_STREQ(Detail::sourceName(".\\Src\\Utils\\Md5", buf, sizeof buf), "Md5");
+
+    LogCapture capture;
+    PrintOptions o = noColor();
+    o.noTime = o.noThread = o.noLine = true;
+    o.showFunction = true;
+    setPrintOptions(o);
+    KERNA_LOG(3, "this:%p hello\n", static_cast<void*>(nullptr));
+    EXPECT_EQ(capture.lines(), std::vector<std::string>{"[ warn Unknown PrintLogTest: TestBody]this:(nil) hello\n"});
+}
+
+#if GTEST_HAS_DEATH_TEST
+TEST(PrintPathDeathTest, AssertionReports) {
+    EXPECT_DEATH(Detail::assertionFailed("m_internal", "void A::f()", "A.cpp", 12),
+                 "\\*\\*\\*\\*\\* Internal Program Error - assertion \\(m_internal\\) failed in void A::f\\(\\): A.cpp\\(12\\)");
+    EXPECT_DEATH(Detail::assertionFailedMsg("x > 0", "bad x", "void A::g()", "A.cpp", 13),
+                 "assertion \\(x > 0\\) failed in void A::g\\(\\): A.cpp\\(13\\): bad x");
+    EXPECT_DEATH(KERNA_ASSERT(1 + 1 == 3), "assertion \\(1 \\+ 1 == 3\\) failed in");
+}
+#endif

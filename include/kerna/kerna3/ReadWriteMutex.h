@@ -13,6 +13,7 @@ namespace Tessaran {
 namespace Kerna {
 
 class RWMutexInternal;
+class RWMutexInspector;
 
 /// The two modes of CReadWriteMutex.
 enum RWPriority { priorityDefault = 0, priorityWriter = 1 };
@@ -40,6 +41,7 @@ public:
     bool leave();
 
 private:
+    friend class RWMutexInspector;  // the lock's own tests read its counters
     RWMutexInternal* m_internal;
 };
 

@@ -8,6 +8,7 @@
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <time.h>
 
 #include <atomic>
@@ -21,20 +22,39 @@ namespace {
 
 class SystemWallClock : public WallClock {
 public:
+    // Converting to local time takes the zone lock and tzset() looks at the zone file, which
+    // together cost far more than a log line should. Each thread keeps the last conversion and
+    // reuses it within the same second while TZ is unchanged.
     ClockFields readLocal() override {
         timespec ts;
         clock_gettime(CLOCK_REALTIME, &ts);
-        tzset();
-        tm t;
-        localtime_r(&ts.tv_sec, &t);
-        ClockFields f;
-        f.year = t.tm_year + 1900;
-        f.month = t.tm_mon + 1;
-        f.day = t.tm_mday;
-        f.weekday = t.tm_wday;
-        f.hour = t.tm_hour;
-        f.minute = t.tm_min;
-        f.second = t.tm_sec;
+        struct Cache {
+            time_t second = -1;
+            bool tzSet = false;
+            char tz[128] = {};
+            ClockFields fields = {};
+        };
+        static thread_local Cache cache;
+        const char* tz = getenv("TZ");
+        const bool sameZone = (tz != nullptr) == cache.tzSet &&
+                              (tz == nullptr || strncmp(tz, cache.tz, sizeof cache.tz) == 0);
+        if (ts.tv_sec != cache.second || !sameZone || (tz && strlen(tz) >= sizeof cache.tz)) {
+            tzset();
+            tm t;
+            localtime_r(&ts.tv_sec, &t);
+            cache.second = ts.tv_sec;
+            cache.tzSet = tz != nullptr;
+            if (tz) strncpy(cache.tz, tz, sizeof cache.tz - 1);
+            ClockFields& f = cache.fields;
+            f.year = t.tm_year + 1900;
+            f.month = t.tm_mon + 1;
+            f.day = t.tm_mday;
+            f.weekday = t.tm_wday;
+            f.hour = t.tm_hour;
+            f.minute = t.tm_min;
+            f.second = t.tm_sec;
+        }
+        ClockFields f = cache.fields;
         f.millisecond = static_cast<int32_t>(ts.tv_nsec / 1000000);
         return f;
     }
