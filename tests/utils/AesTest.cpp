@@ -6,7 +6,7 @@
 #include <string>
 
 #include "kerna/utils/Aes.h"
-#include "utils/LogLines.h"
+#include "support/LogCapture.h"
 #include "utils/Accel.h"
 #include "utils/UtilsTestSupport.h"
 

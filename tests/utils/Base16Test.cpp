@@ -6,7 +6,7 @@
 #include <string>
 
 #include "kerna/utils/Base16.h"
-#include "utils/LogLines.h"
+#include "support/LogCapture.h"
 #include "utils/UtilsTestSupport.h"
 
 using namespace Tessaran::Utils;

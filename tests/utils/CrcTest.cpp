@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "kerna/utils/Crc.h"
-#include "utils/LogLines.h"
+#include "support/LogCapture.h"
 #include "utils/Accel.h"
 #include "utils/CrcInternal.h"
 #include "utils/UtilsTestSupport.h"

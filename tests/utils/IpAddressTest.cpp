@@ -6,7 +6,7 @@
 #include <string>
 
 #include "kerna/utils/IpAddress.h"
-#include "utils/LogLines.h"
+#include "support/LogCapture.h"
 
 using namespace Tessaran;
 using namespace Tessaran::Utils;

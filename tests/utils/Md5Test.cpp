@@ -6,7 +6,7 @@
 #include <string>
 
 #include "kerna/utils/Md5.h"
-#include "utils/LogLines.h"
+#include "support/LogCapture.h"
 #include "utils/UtilsTestSupport.h"
 
 #if KERNA_TEST_HAVE_OPENSSL

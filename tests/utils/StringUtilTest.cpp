@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "kerna/utils/StringUtil.h"
-#include "utils/LogLines.h"
+#include "support/LogCapture.h"
 
 namespace U = Tessaran::Utils;
 using KernaTest::LogCapture;

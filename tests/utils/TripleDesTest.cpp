@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "kerna/utils/TripleDes.h"
-#include "utils/LogLines.h"
+#include "support/LogCapture.h"
 #include "utils/DesCore.h"
 #include "utils/UtilsTestSupport.h"
 
