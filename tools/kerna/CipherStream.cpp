@@ -15,7 +15,7 @@ namespace {
 
 enum OptionId { optEncrypt = 1, optDecrypt, optMode, optKey, optIv, optWide, optHelp };
 
-const OptionSpec kOptions[] = {
+const OptionDef kOptions[] = {
     {"encrypt", 'e', false, optEncrypt}, {"decrypt", 'd', false, optDecrypt}, {"mode", 'm', true, optMode},
     {"key", 'k', true, optKey},          {"iv", 0, true, optIv},              {"wide", 0, false, optWide},
     {"help", 0, false, optHelp},         {nullptr, 0, false, 0},

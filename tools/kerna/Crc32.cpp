@@ -18,7 +18,7 @@ namespace KernaTool {
 namespace {
 
 enum { optHelp = 1 };
-const OptionSpec kOptions[] = {{"help", 0, false, optHelp}, {nullptr, 0, false, 0}};
+const OptionDef kOptions[] = {{"help", 0, false, optHelp}, {nullptr, 0, false, 0}};
 
 void printHelp() {
     printf("Usage: kerna crc32 [FILE]...\n"

@@ -31,7 +31,7 @@ enum OptionId {
     optHelp
 };
 
-const OptionSpec kOptions[] = {
+const OptionDef kOptions[] = {
     {"binary", 'b', false, optBinary},  {"check", 'c', false, optCheck},
     {"tag", 0, false, optTag},          {"text", 't', false, optText},
     {"zero", 'z', false, optZero},      {"ignore-missing", 0, false, optIgnoreMissing},

@@ -22,7 +22,7 @@ namespace {
 
 enum OptionId { optDecode = 1, optIgnoreGarbage, optWrap, optHelp };
 
-const OptionSpec kOptions[] = {
+const OptionDef kOptions[] = {
     {"decode", 'd', false, optDecode}, {"ignore-garbage", 'i', false, optIgnoreGarbage},
     {"wrap", 'w', true, optWrap},      {"help", 0, false, optHelp},
     {nullptr, 0, false, 0},

@@ -15,7 +15,7 @@ void tryHelp(const char* command) {
     fprintf(stderr, "Try 'kerna %s --help' for more information.\n", command);
 }
 
-bool parseOptions(const char* command, int argc, char** argv, const OptionSpec* specs,
+bool parseOptions(const char* command, int argc, char** argv, const OptionDef* definitions,
                   std::vector<ParsedOption>& options, std::vector<std::string>& operands) {
     bool optionsEnded = false;
     for (int i = 1; i < argc; ++i) {
@@ -31,9 +31,9 @@ bool parseOptions(const char* command, int argc, char** argv, const OptionSpec* 
         if (arg[1] == '-') {
             const size_t eq = arg.find('=');
             const std::string name = arg.substr(2, eq == std::string::npos ? std::string::npos : eq - 2);
-            const OptionSpec* match = nullptr;
+            const OptionDef* match = nullptr;
             int matches = 0;
-            for (const OptionSpec* s = specs; s->id != 0; ++s) {
+            for (const OptionDef* s = definitions; s->id != 0; ++s) {
                 if (s->longName == nullptr || strncmp(s->longName, name.c_str(), name.size()) != 0) continue;
                 if (strlen(s->longName) == name.size()) {  // an exact name wins over prefixes
                     match = s;
@@ -74,8 +74,8 @@ bool parseOptions(const char* command, int argc, char** argv, const OptionSpec* 
         }
         // Bundled short options: "-bw 76", "-w76".
         for (size_t k = 1; k < arg.size(); ++k) {
-            const OptionSpec* match = nullptr;
-            for (const OptionSpec* s = specs; s->id != 0; ++s) {
+            const OptionDef* match = nullptr;
+            for (const OptionDef* s = definitions; s->id != 0; ++s) {
                 if (s->shortName != 0 && s->shortName == arg[k]) match = s;
             }
             if (match == nullptr) {

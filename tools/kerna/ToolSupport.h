@@ -14,7 +14,7 @@
 
 namespace KernaTool {
 
-struct OptionSpec {
+struct OptionDef {
     const char* longName;  // without "--"; null for none
     char shortName;        // 0 for none
     bool hasArgument;
@@ -28,7 +28,7 @@ struct ParsedOption {
 
 /// Parses `argv[1..argc)` of `command` ("md5sum"). On a usage error prints the coreutils-style
 /// message and the hint to --help on standard error and returns false.
-bool parseOptions(const char* command, int argc, char** argv, const OptionSpec* specs,
+bool parseOptions(const char* command, int argc, char** argv, const OptionDef* definitions,
                   std::vector<ParsedOption>& options, std::vector<std::string>& operands);
 
 /// "Try 'kerna <command> --help' for more information." on standard error.
