@@ -6,6 +6,12 @@
 // the initialisation of different units. The packet managers are deliberately not made here:
 // they are made on first use, so that a program can still choose a pool policy from main.
 #include "concurrency/FunctionReuse.h"
+#include "concurrency/ThreadLoadingController.h"
+#include "foundation/ErrorTable.h"
+#include "kerna/kerna3/Error.h"
+#include "kerna/kerna3/ThreadManager.h"
+#include "kerna/kerna3/Timer.h"
+#include "kerna/memory/SharePacketHelper.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -17,6 +23,12 @@ public:
     LibraryStartup() {
         // The order below is the library's start order; each subsystem adds its line in place.
         functionReuseSlot();
+        lastErrorSlot();
+        CThreadManager::instance();
+        CTimerManager::instance();  // starts the "TimerManager" thread
+        CThreadLoadingController::instance();
+        getErrMsg(0);                            // the error table
+        Memory::CSharePacketHelper::instance();  // touches no packet manager
     }
 };
 

@@ -8,6 +8,7 @@ namespace KernaTool {
 const Command commands[] = {
     {"version", cmdVersion, "print the library version"},
     {"demo", cmdDemo, "show the library at work"},
+    {"iconv", cmdIconv, "convert text between UTF-8, GBK, UCS-4 and code pages"},
     {"md5sum", cmdMd5sum, "print or check MD5 checksums (as coreutils md5sum)"},
     {"sha1sum", cmdSha1sum, "print or check SHA-1 checksums (as coreutils sha1sum)"},
     {"crc32", cmdCrc32, "print CRC-32 checksums of files"},

@@ -19,6 +19,14 @@ extern const Command commands[];
 
 int cmdVersion(int argc, char** argv);
 int cmdDemo(int argc, char** argv);
+int cmdIconv(int argc, char** argv);
+
+/// Scenes of the demo, one per subsystem.
+void demoThreads();
+void demoTimers();
+/// The packet scene of `kerna demo`: chooses a pool policy, so it must run before anything
+/// in the process has made a packet. Returns 0.
+int demoPackets();
 int cmdMd5sum(int argc, char** argv);
 int cmdSha1sum(int argc, char** argv);
 int cmdCrc32(int argc, char** argv);

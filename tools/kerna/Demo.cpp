@@ -87,6 +87,9 @@ int cmdDemo(int argc, char** argv) {
         return 0;
     }
     demoPrintPath();
+    demoThreads();
+    demoTimers();
+    demoPackets();
     printf("\ndemo done\n");
     return 0;
 }

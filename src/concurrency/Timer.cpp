@@ -1,0 +1,459 @@
+// Timer.cpp
+//
+// Timers on a pooled worker set. One manager thread wakes every 10 ms, reads the monotonic clock
+// once and hands the due timer at the head of the sorted list to an idle worker (making one when
+// none is idle). A backlog is worked off one timer per pass without a sleep, at the same `now`.
+// Periodic timers stay on the grid of their first due time: missed ticks are skipped. Callbacks
+// run on the worker with no library lock held.
+#include "kerna/kerna3/Timer.h"
+
+#include <cstring>
+
+#include "concurrency/ExitRoutine.h"
+#include "concurrency/TimerInternal.h"
+#include "foundation/Log.h"
+#include "kerna/kerna3/Mutex.h"
+#include "kerna/kerna3/PrintLog.h"
+#include "kerna/kerna3/Time.h"
+
+namespace Tessaran {
+namespace Kerna {
+
+namespace {
+
+const int managerPeriodMs = 10;
+const int managerWatchdogMs = 10000;
+const char* const pooledName = "[Pooled]";
+
+std::atomic<TimerManagerInternal*> g_manager{nullptr};
+std::atomic<CTimerManager*> g_facade{nullptr};
+
+CMutex& managerCreationLock() {
+    static CMutex* lock = new CMutex;  // never freed: exit routines still come through here
+    return *lock;
+}
+
+CMutex& facadeCreationLock() {
+    static CMutex* lock = new CMutex;
+    return *lock;
+}
+
+void copyName(char (&out)[32], const char* name) {
+    std::memset(out, 0, sizeof out);
+    if (name != nullptr) std::strncpy(out, name, sizeof out - 1);
+}
+
+bool doNothing(const char*) { return true; }
+
+}  // namespace
+
+// ---- the worker ----------------------------------------------------------------------------
+
+CTimerThread::CTimerThread(TimerManagerInternal& manager)
+    : CThread(pooledName, 64, 0, 0), semaphore(0), m_manager(manager) {}
+
+CTimerThread::~CTimerThread() {
+    // The body uses the semaphore and the exit flag: it must be over before they go.
+    if (!isThreadOver()) finish();
+    while (!isThreadOver()) CThread::sleep(1);
+}
+
+void CTimerThread::finish() {
+    cancelThread();
+    exit.store(true);
+    semaphore.post();
+}
+
+void CTimerThread::threadProc() {
+    while (looping()) {
+        semaphore.pend();
+        if (exit.load()) break;
+        TimerInternal* inHand = timer;  // set by the hand-over before the post
+        const bool stat = inHand != nullptr && inHand->statEnabled.load();
+        const unsigned long long begin = stat ? CTime::getCurrentMicroSecond() : 0;
+        if (!procValue.empty()) procValue(static_cast<unsigned long>(param & 0xFFFFFFFFull));
+        if (!procPointer.empty()) procPointer(reinterpret_cast<void*>(param));
+        setTimeout(0);
+        setThreadName(pooledName);
+
+        m_manager.mutex.enter();
+        if (timer != nullptr) {
+            if (stat && timer->statEnabled.load()) timer->runTime += CTime::getCurrentMicroSecond() - begin;
+            timer->thread.store(nullptr);
+            timer = nullptr;
+        }
+        m_manager.putTimerThread(this);
+    }
+}
+
+// ---- the manager ---------------------------------------------------------------------------
+
+TimerManagerInternal::TimerManagerInternal()
+    : CThread("TimerManager", 1, 0, 0), now(CTime::getCurrentMilliSecond()) {
+    createThread();
+}
+
+TimerManagerInternal::~TimerManagerInternal() {
+    destroyThread();
+    CRecursiveGuard guard(mutex);
+    while (idleHead != nullptr) {
+        CTimerThread* worker = idleHead;
+        idleHead = worker->next;
+        delete worker;  // ends the body and waits for it
+    }
+    idleCount = 0;
+}
+
+TimerManagerInternal* TimerManagerInternal::instance() {
+    TimerManagerInternal* manager = g_manager.load(std::memory_order_acquire);
+    if (manager == nullptr) {
+        CGuard guard(managerCreationLock());
+        manager = g_manager.load(std::memory_order_acquire);
+        if (manager == nullptr) {
+            manager = new TimerManagerInternal;
+            g_manager.store(manager, std::memory_order_release);
+            if (!Detail::registerExitRoutine(&TimerManagerInternal::resetInstance)) {
+                KERNA_LOG(4, "atexit failed!\n");
+            }
+        }
+    }
+    return manager;
+}
+
+void TimerManagerInternal::resetInstance() {
+    CGuard guard(managerCreationLock());
+    TimerManagerInternal* manager = g_manager.load(std::memory_order_acquire);
+    if (manager == nullptr) return;
+    manager->mutex.enter();
+    const bool busy = manager->runningCount != 0;
+    manager->mutex.leave();
+    if (busy) {
+        // A worker still in a callback will come back to the pool: the manager's thread stops,
+        // but the object stays for it.
+        manager->destroyThread();
+        return;
+    }
+    g_manager.store(nullptr, std::memory_order_release);
+    delete manager;
+}
+
+void TimerManagerInternal::insert(TimerInternal* timer) {
+    TimerInternal* prev = nullptr;
+    TimerInternal* cur = timerHead;
+    while (cur != nullptr && cur->nextTime < timer->nextTime) {
+        prev = cur;
+        cur = cur->next;
+    }
+    timer->prev = prev;
+    timer->next = cur;
+    if (cur != nullptr) cur->prev = timer;
+    if (prev != nullptr) {
+        prev->next = timer;
+    } else {
+        timerHead = timer;
+    }
+}
+
+void TimerManagerInternal::unlink(TimerInternal* timer) {
+    if (timer->prev == nullptr && timer->next == nullptr && timerHead != timer) return;
+    if (timer->prev != nullptr) {
+        timer->prev->next = timer->next;
+    } else {
+        timerHead = timer->next;
+    }
+    if (timer->next != nullptr) timer->next->prev = timer->prev;
+    timer->prev = timer->next = nullptr;
+}
+
+CTimerThread* TimerManagerInternal::takeWorker() {
+    if (idleHead != nullptr) {
+        CTimerThread* worker = idleHead;
+        idleHead = worker->next;
+        worker->next = nullptr;
+        --idleCount;
+        return worker;
+    }
+    if (m_failWorkerStart.load()) return nullptr;
+    CTimerThread* worker = new CTimerThread(*this);
+    if (!worker->createThread()) {
+        delete worker;
+        return nullptr;
+    }
+    ++m_workersMade;
+    return worker;
+}
+
+bool TimerManagerInternal::handOver(TimerInternal* timer, bool force) {
+    if (limitReached() && timer->thread.load() == nullptr && !force) return false;
+    const uint64_t dueTime = timer->nextTime;
+    unlink(timer);
+    if (timer->period != 0) {
+        while (timer->nextTime <= now) {
+            timer->nextTime += static_cast<uint64_t>(timer->period) * ((now - timer->nextTime) / timer->period + 1);
+        }
+        insert(timer);
+    } else {
+        timer->started.store(false);
+        timer->called.store(true);
+    }
+    if (timer->thread.load() != nullptr) {  // the previous call still runs: the tick is lost
+        if (timer->period == 0) ++lostOneShots;
+        return false;
+    }
+    timer->callTime = now;
+
+    CTimerThread* worker = takeWorker();
+    if (worker == nullptr) {
+        // No thread to be had: put the tick back so that nothing is lost, and let the manager
+        // sleep before it tries again.
+        KERNA_LOG(2, "this:%p Timer:%s no worker thread could be started, the timer stays armed\n",
+                  static_cast<void*>(timer), timer->name);
+        unlink(timer);
+        timer->nextTime = dueTime < now ? dueTime : now;
+        insert(timer);
+        timer->started.store(true);
+        timer->called.store(false);
+        m_noWorker = true;
+        return false;
+    }
+    ++runningCount;
+    timer->thread.store(worker);
+    worker->setThreadName(timer->name);
+    worker->setTimeout(static_cast<int>(timer->timeout));
+    worker->procValue = timer->procValue;
+    worker->procPointer = timer->procPointer;
+    worker->param = timer->param;
+    worker->timer = timer;
+    worker->semaphore.post();
+    return true;
+}
+
+void TimerManagerInternal::putTimerThread(CTimerThread* pThread) {
+    KERNA_ASSERT(pThread);
+    pThread->next = idleHead;
+    idleHead = pThread;
+    ++idleCount;
+    --runningCount;
+    CTimerThread* cut = nullptr;
+    if (idleLimit >= 1 && idleCount > idleLimit) {
+        CTimerThread* last = idleHead;
+        for (int i = 1; i < idleLimit; ++i) last = last->next;
+        cut = last->next;
+        last->next = nullptr;
+        idleCount = idleLimit;
+    }
+    mutex.leave();
+    while (cut != nullptr) {
+        CTimerThread* following = cut->next;
+        cut->finish();
+        delete cut;  // waits for the body to end
+        cut = following;
+    }
+}
+
+void TimerManagerInternal::threadProc() {
+    // From here on `now` is read on this thread only, where the clock never falls. The value
+    // taken at construction came from the loading thread.
+    mutex.enter();
+    now = CTime::getCurrentMilliSecond();
+    mutex.leave();
+    bool rest = true;
+    for (;;) {
+        if (rest) CThread::sleep(managerPeriodMs);
+        mutex.enter();
+        bool pass = true;
+        if (rest) {
+            const uint64_t old = now;
+            now = CTime::getCurrentMilliSecond();
+            setTimeout(managerWatchdogMs, now);
+            if (now == old) pass = false;
+            if (now < old) Detail::assertionFailed("0", __PRETTY_FUNCTION__, __FILE__, __LINE__);
+        }
+        if (pass) {
+            if (timerHead != nullptr && timerHead->nextTime < now) handOver(timerHead, false);
+            rest = true;
+            if (!limitReached() && !m_noWorker && timerHead != nullptr && timerHead->nextTime < now) {
+                rest = false;
+            }
+            m_noWorker = false;
+        }
+        mutex.leave();
+        if (!looping()) break;
+    }
+}
+
+void TimerManagerInternal::dumpTimers() {
+    CRecursiveGuard guard(mutex);
+    KERNA_LOG(4, "Timers: ( %llu Milli-Seconds Elapsed )\n", static_cast<unsigned long long>(now));
+    KERNA_LOG(4, "            Name            NextTime RunningTime Period   Used/Timeout State\n");
+    KERNA_LOG(4, "____________________________________________________________________________\n");
+    for (TimerInternal* t = timerHead; t != nullptr; t = t->next) {
+        const bool running = t->thread.load() != nullptr;
+        const int used = running ? static_cast<int>(now - t->callTime) : 0;
+        KERNA_LOG(4, "%24s %11llu %11llu %6u %6d/%6u %s\n", t->name,
+                  static_cast<unsigned long long>(t->nextTime),
+                  static_cast<unsigned long long>(t->runTime / 1000), t->period, used, t->timeout,
+                  running ? "Running" : "Idle");
+    }
+    KERNA_LOG(4, "\n");
+}
+
+// ---- CTimerManager -------------------------------------------------------------------------
+
+CTimerManager::CTimerManager() : m_internal(nullptr) {
+    KERNA_LOG(5, "this:%p CTimerManager::CTimerManager()>>>>>>>>>\n", static_cast<void*>(this));
+    // Touches the print path's listener list once, so that it exists before any timer runs.
+    TFunction1<bool, const char*> nothing(&doNothing);
+    attachPrint(nothing);
+    detachPrint(nothing);
+    m_internal = TimerManagerInternal::instance();
+}
+
+CTimerManager::~CTimerManager() {}
+
+namespace {
+void resetFacade() {
+    CGuard guard(facadeCreationLock());
+    CTimerManager* facade = g_facade.exchange(nullptr);
+    (void)facade;  // the facade owns nothing; the manager has its own exit routine
+}
+}  // namespace
+
+CTimerManager* CTimerManager::instance() {
+    CTimerManager* facade = g_facade.load(std::memory_order_acquire);
+    if (facade == nullptr) {
+        CGuard guard(facadeCreationLock());
+        facade = g_facade.load(std::memory_order_acquire);
+        if (facade == nullptr) {
+            facade = new CTimerManager;
+            g_facade.store(facade, std::memory_order_release);
+            if (!Detail::registerExitRoutine(&resetFacade)) KERNA_LOG(4, "atexit failed!\n");
+        }
+    }
+    return facade;
+}
+
+void CTimerManager::dumpTimers() { m_internal->dumpTimers(); }
+
+bool CTimerManager::limitIdlePooled(int limit) {
+    CRecursiveGuard guard(m_internal->mutex);
+    m_internal->idleLimit = limit;
+    return true;
+}
+
+bool CTimerManager::setRunningThreadLimit(int limit) {
+    CRecursiveGuard guard(m_internal->mutex);
+    m_internal->runningLimit = limit;
+    return true;
+}
+
+// ---- CTimer --------------------------------------------------------------------------------
+
+namespace {
+TimerManagerInternal& manager() { return *TimerManagerInternal::instance(); }
+}  // namespace
+
+CTimer::CTimer(const char* name) : m_internal(nullptr) {
+    if (CTimerManager::instance() == nullptr) {
+        KERNA_LOG(1, "CTimerManager::instance() is null\n");
+        Detail::assertionFailed("0", __PRETTY_FUNCTION__, __FILE__, __LINE__);
+    }
+    m_internal = new TimerInternal;
+    copyName(m_internal->name, name);
+}
+
+CTimer::~CTimer() {
+    stopAndWait();
+    CRecursiveGuard guard(manager().mutex);
+    delete m_internal;
+    m_internal = nullptr;
+}
+
+namespace {
+bool arm(TimerInternal* t, unsigned int delay, unsigned int period, unsigned int timeout) {
+    TimerManagerInternal& m = manager();
+    t->nextTime = m.now + delay;
+    t->period = period;
+    t->timeout = timeout;
+    t->called.store(false);
+    t->statEnabled.store(false);
+    if (t->started.load()) m.unlink(t);
+    m.insert(t);
+    t->started.store(true);
+    return delay == 0 ? m.handOver(t, false) : true;
+}
+}  // namespace
+
+bool CTimer::start(TFunction1<void, unsigned long> proc, unsigned int delay, unsigned int period,
+                   unsigned long param, unsigned int timeout) {
+    CRecursiveGuard guard(manager().mutex);
+    m_internal->procValue = proc;
+    m_internal->procPointer = TFunction1<void, void*>();
+    m_internal->param = param;
+    return arm(m_internal, delay, period, timeout);
+}
+
+bool CTimer::start(TFunction1<void, void*> proc, unsigned int delay, unsigned int period, void* param,
+                   unsigned int timeout) {
+    CRecursiveGuard guard(manager().mutex);
+    m_internal->procValue = TFunction1<void, unsigned long>();
+    m_internal->procPointer = proc;
+    m_internal->param = reinterpret_cast<uint64_t>(param);
+    return arm(m_internal, delay, period, timeout);
+}
+
+bool CTimer::stop(bool callNow) {
+    TimerManagerInternal& m = manager();
+    CRecursiveGuard guard(m.mutex);
+    if (!m_internal->started.load()) return false;
+    m.unlink(m_internal);
+    m_internal->started.store(false);
+    if (m_internal->period == 0 && callNow) return m.handOver(m_internal, true);
+    return true;
+}
+
+bool CTimer::stopAndWait() {
+    stop(false);
+    TimerManagerInternal& m = manager();
+    m.mutex.enter();
+    CTimerThread* worker = m_internal->thread.load();
+    if (worker != nullptr && worker->getThreadID() != CThread::getCurrentThreadID()) {
+        for (int pass = 0; m_internal->thread.load() != nullptr; ++pass) {
+            if (pass % 500 == 0) {
+                KERNA_LOG(4, "this:%p CTimer::Stop Timer:%s wait callback exit!\n",
+                          static_cast<void*>(this), m_internal->name);
+            }
+            m.mutex.leave();
+            CThread::sleep(managerPeriodMs);
+            m.mutex.enter();
+        }
+    }
+    m.mutex.leave();
+    return true;
+}
+
+void CTimer::setPeriodTime(unsigned int period) {
+    TimerManagerInternal& m = manager();
+    CRecursiveGuard guard(m.mutex);
+    const bool linked = m_internal->started.load();
+    if (linked) m.unlink(m_internal);
+    m_internal->nextTime = m_internal->nextTime > m_internal->period ? m_internal->nextTime - m_internal->period : 0;
+    m_internal->nextTime += period;
+    m_internal->period = period;
+    if (linked) m.insert(m_internal);
+}
+
+void CTimer::enableStat(bool enable) { m_internal->statEnabled.store(enable); }
+
+const char* CTimer::getName() { return m_internal->name; }
+
+void CTimer::setName(const char* name) { copyName(m_internal->name, name); }
+
+bool CTimer::isStarted() { return m_internal->started.load(); }
+
+bool CTimer::isCalled() { return m_internal->called.load(); }
+
+bool CTimer::isRunning() { return m_internal->thread.load() != nullptr; }
+
+}  // namespace Kerna
+}  // namespace Tessaran

@@ -1,0 +1,115 @@
+// TimerInternal.h
+//
+// The timer list and its worker pool, private to the library and its tests: TimerInternal (one
+// armed or idle timer, linked into the sorted list), CTimerThread (a pooled worker) and
+// TimerManagerInternal (the manager thread, the list and the pool under one recursive lock).
+#ifndef KERNA_SRC_CONCURRENCY_TIMERINTERNAL_H_
+#define KERNA_SRC_CONCURRENCY_TIMERINTERNAL_H_
+
+#include <atomic>
+#include <cstdint>
+
+#include "kerna/kerna3/Function.h"
+#include "kerna/kerna3/RecursiveMutex.h"
+#include "kerna/kerna3/Semaphore.h"
+#include "kerna/kerna3/Thread.h"
+#include "kerna/kerna3/Timer.h"
+
+namespace Tessaran {
+namespace Kerna {
+
+class CTimerThread;
+
+/// One timer. Every field but the atomics is guarded by the manager's mutex.
+class TimerInternal {
+public:
+    uint64_t runTime = 0;   ///< microseconds spent in callbacks while statistics are on
+    uint64_t nextTime = 0;  ///< next due time, in the manager's milliseconds
+    uint64_t callTime = 0;  ///< manager's milliseconds at the last hand-over
+    uint32_t period = 0;    ///< 0: one-shot
+    uint32_t timeout = 0;   ///< watch-dog of each call; 0: none
+    TFunction1<void, unsigned long> procValue;
+    TFunction1<void, void*> procPointer;
+    uint64_t param = 0;
+    char name[32] = {};
+    std::atomic<bool> started{false};
+    std::atomic<bool> called{false};
+    TimerInternal* prev = nullptr;
+    TimerInternal* next = nullptr;
+    std::atomic<CTimerThread*> thread{nullptr};
+    std::atomic<bool> statEnabled{false};
+};
+
+/// A pooled worker: sleeps on its semaphore until a timer is handed to it.
+class CTimerThread : public CThread {
+public:
+    explicit CTimerThread(TimerManagerInternal& manager);
+    ~CTimerThread() override;
+    /// Asks the body to end: clears the loop flag, sets `exit` and wakes it. Does not wait.
+    void finish();
+
+    TFunction1<void, unsigned long> procValue;
+    TFunction1<void, void*> procPointer;
+    uint64_t param = 0;
+    CSemaphore semaphore;
+    CTimerThread* next = nullptr;         ///< idle link
+    TimerInternal* timer = nullptr;       ///< the timer in hand, under the manager's mutex
+    std::atomic<bool> exit{false};
+
+protected:
+    void threadProc() override;
+
+private:
+    TimerManagerInternal& m_manager;
+};
+
+/// The manager thread, the sorted timer list and the worker pool.
+class TimerManagerInternal : public CThread {
+public:
+    static TimerManagerInternal* instance();
+    ~TimerManagerInternal() override;
+
+    CTimerThread* idleHead = nullptr;
+    uint64_t now;                 ///< the manager's milliseconds, read once per pass
+    TimerInternal* timerHead = nullptr;
+    CRecursiveMutex mutex;        ///< one lock for timers, list and pool
+    int idleLimit = -1;
+    int idleCount = 0;
+    int runningLimit = 0;
+    int runningCount = 0;
+    uint64_t lostOneShots = 0;    ///< one-shot hand-overs spent without a call (previous call ran)
+
+    /// Inserts before the first timer due at or after `timer` (newest first among equals).
+    void insert(TimerInternal* timer);
+    void unlink(TimerInternal* timer);
+    /// Hands `timer` to a worker; see the class comment of CTimer for the results.
+    bool handOver(TimerInternal* timer, bool force);
+    /// Puts a worker back on the idle stack and trims the stack to idleLimit. Entered with
+    /// `mutex` held once; leaves it.
+    void putTimerThread(CTimerThread* thread);
+    bool limitReached() const { return runningLimit >= 1 && runningCount >= runningLimit; }
+    void dumpTimers();
+
+    /// For tests: make new workers fail to start, as when the system has no thread to give.
+    void failWorkerStart(bool fail) { m_failWorkerStart.store(fail); }
+    /// For tests: the number of workers made so far.
+    int workersMade() const { return m_workersMade.load(); }
+
+    static void resetInstance();
+
+protected:
+    void threadProc() override;
+
+private:
+    TimerManagerInternal();
+    CTimerThread* takeWorker();
+
+    std::atomic<bool> m_failWorkerStart{false};
+    std::atomic<int> m_workersMade{0};
+    bool m_noWorker = false;  ///< the last hand-over found no worker: sleep before the next try
+};
+
+}  // namespace Kerna
+}  // namespace Tessaran
+
+#endif  // KERNA_SRC_CONCURRENCY_TIMERINTERNAL_H_

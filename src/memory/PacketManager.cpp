@@ -1,0 +1,411 @@
+// PacketManager.cpp
+//
+// CPacketManager and PacketManagerInternal: configuration before first use, the operation
+// slots per policy, the region with its buddy allocator, statistics of live blocks by
+// allocating thread, and the dumps.
+
+#include <kerna/memory/PacketManager.h>
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+
+#include "foundation/Log.h"
+#include "memory/PacketManagerInternal.h"
+#include "platform/Tls.h"
+
+namespace Tessaran {
+namespace Memory {
+
+using Kerna::CGuard;
+using Kerna::CMutex;
+
+namespace {
+
+int32_t floorLog2(uint64_t v) {
+    int32_t r = 0;
+    while (v > 1) {
+        v >>= 1;
+        ++r;
+    }
+    return r;
+}
+
+uint32_t callingThreadId() { return uint32_t(Kerna::Detail::Platform::currentThreadId()); }
+
+struct NodeInfo {
+    uint32_t threadId;
+    uint64_t size;
+};
+
+// The statistics: a flag behind its own lock, and a map of live blocks by chunk number
+// behind a second lock. Made on first use and never destroyed, so that a block freed during
+// process exit still finds them. The flag is also kept atomic so that every Pool_Malloc and
+// Pool_Free can read it without taking its lock; it is only written under the lock.
+struct NodeStatistics {
+    CMutex flagLock;
+    std::atomic<bool> enabled{false};
+    CMutex mapLock;
+    std::map<int32_t, NodeInfo> nodes;
+};
+
+NodeStatistics& statistics() {
+    static NodeStatistics* s = new NodeStatistics();
+    return *s;
+}
+
+// Lock of the double-checked creation of the two singletons; never destroyed.
+CMutex& internalCreationLock() {
+    static CMutex* m = new CMutex();
+    return *m;
+}
+
+CMutex& facadeCreationLock() {
+    static CMutex* m = new CMutex();
+    return *m;
+}
+
+std::atomic<CPacketManager*> s_facade{nullptr};
+
+void destroyFacade() {
+    CPacketManager* p = s_facade.exchange(nullptr);
+    delete p;
+}
+
+}  // namespace
+
+// ---- class-wide settings ----------------------------------------------------------------
+
+int PacketManagerInternal::sm_policy = CPacketManager::policySystem;
+CPacketManager::PoolParameter PacketManagerInternal::sm_param = {2097152, 1024, 4};
+std::atomic<bool> PacketManagerInternal::sm_configurable{true};
+std::atomic<PacketManagerInternal*> PacketManagerInternal::sm_instance{nullptr};
+
+PacketManagerInternal::MemoryOperator& PacketManagerInternal::storedMemop() {
+    static MemoryOperator* m = new MemoryOperator();
+    return *m;
+}
+
+void PacketManagerInternal::config(Policy policy, MemoryOperator* memop, PoolParameter* param) {
+    if (!sm_configurable.load(std::memory_order_acquire)) {
+        KERNA_LOG(3, "PacketManagerInternal::config() failured: Packet Manager has been configured!\n");
+        return;
+    }
+    if (policy != CPacketManager::policyKeep) {
+        if (policy < CPacketManager::policySystem || policy > CPacketManager::policyExternal) {
+            // Stored as asked: such a manager keeps the system operations, builds a region,
+            // and creates no owned packet.
+            KERNA_LOG(3, "PacketManagerInternal::config() unknown policy:%d\n", int(policy));
+        }
+        sm_policy = policy;
+    }
+    if (param != nullptr) {
+        KERNA_ASSERT(param->chunkSize >= 1024 && param->chunkSize > 0 && param->totalSize % param->chunkSize == 0);
+        KERNA_ASSERT(param->alignSize >= 4);
+        sm_param = *param;
+    }
+    if (memop != nullptr) {
+        KERNA_ASSERT(!memop->malloc.empty() && !memop->free.empty() && !memop->memcpy.empty());
+        storedMemop() = *memop;
+    }
+}
+
+void PacketManagerInternal::getConfig(Policy& policy, PoolParameter& param) {
+    policy = static_cast<Policy>(sm_policy);
+    param = sm_param;
+}
+
+// ---- life ---------------------------------------------------------------------------------
+
+PacketManagerInternal* PacketManagerInternal::instance() {
+    PacketManagerInternal* p = sm_instance.load(std::memory_order_acquire);
+    if (p != nullptr) return p;
+    CGuard guard(internalCreationLock());
+    p = sm_instance.load(std::memory_order_relaxed);
+    if (p == nullptr) {
+        p = new PacketManagerInternal();
+        sm_instance.store(p, std::memory_order_release);
+        if (std::atexit(&PacketManagerInternal::destroyInstance) != 0) KERNA_LOG(4, "atexit failed!\n");
+    }
+    return p;
+}
+
+void PacketManagerInternal::destroyInstance() {
+    PacketManagerInternal* p = sm_instance.exchange(nullptr);
+    delete p;
+}
+
+PacketManagerInternal::PacketManagerInternal()
+    : m_poolBuffer(nullptr),
+      m_alignedBuffer(nullptr),
+      m_alignment(0),
+      m_totalSize(0),
+      m_policy(sm_policy),
+      m_mallocSlot(&PacketManagerInternal::sysMalloc),
+      m_freeSlot(&PacketManagerInternal::sysFree),
+      m_memcpySlot(&PacketManagerInternal::sysMemcpy) {
+    sm_configurable.store(false, std::memory_order_release);
+    m_alignment = uint64_t(1) << floorLog2(sm_param.alignSize);
+
+    if (m_policy == CPacketManager::policySystem) {
+        KERNA_LOG(4, "CPacketManager: System Policy\n");
+        return;
+    }
+    if (m_policy == CPacketManager::policyExternal) return;
+    if (m_policy == CPacketManager::policyPool || m_policy == CPacketManager::policyPoolData) {
+        m_mallocSlot = &PacketManagerInternal::Pool_Malloc;
+        m_freeSlot = &PacketManagerInternal::Pool_Free;
+        m_memcpySlot = &PacketManagerInternal::poolMemcpy;
+    }
+
+    const uint64_t chunkSize = sm_param.chunkSize;
+    const uint64_t blocks = sm_param.totalSize / chunkSize;
+    m_totalSize = sm_param.totalSize;
+    // A block count beyond 31 bits, or a region size beyond 64 bits, is a region that can't
+    // be had, like one the operator refuses.
+    if (blocks <= uint64_t(INT32_MAX) && blocks + 1 <= UINT64_MAX / chunkSize) {
+        m_poolBuffer = static_cast<unsigned char*>(storedMemop().malloc(size_t((blocks + 1) * chunkSize)));
+    }
+    if (m_poolBuffer == nullptr) {
+        KERNA_LOG(1, "sm_param.chunkSize malloc failed!\n");
+        KERNA_ASSERT_MSG(m_poolBuffer != nullptr, "the packet pool has no region");
+    }
+    const uintptr_t raw = reinterpret_cast<uintptr_t>(m_poolBuffer);
+    const uintptr_t rest = raw % chunkSize;
+    m_alignedBuffer = m_poolBuffer + (rest == 0 ? 0 : chunkSize - rest);
+
+    switch (m_buddy.init(m_alignedBuffer, int32_t(blocks), uint32_t(floorLog2(chunkSize)))) {
+        case Detail::BuddyAllocator::initNoNodes:
+            KERNA_LOG(1, "ChunkNode malloc failed!\n");
+            KERNA_ASSERT_MSG(m_buddy.nodes() != nullptr, "the packet pool has no chunk nodes");
+            break;
+        case Detail::BuddyAllocator::initNoLists:
+            KERNA_LOG(1, "BufferList malloc failed!\n");
+            KERNA_ASSERT_MSG(m_buddy.lists() != nullptr, "the packet pool has no list heads");
+            break;
+        case Detail::BuddyAllocator::initOk:
+            break;
+    }
+    KERNA_LOG(4, "CPacketManager: malloc total:%lu pagesize:%lublockCount:%d ManagermentSize:%lu\n",
+              (unsigned long)m_totalSize, (unsigned long)chunkSize, int(m_buddy.blockCount()),
+              (unsigned long)m_buddy.managementBytes());
+    KERNA_LOG(4, "AddrRange:%p/%p)\n", static_cast<void*>(m_alignedBuffer),
+              static_cast<void*>(m_alignedBuffer + m_totalSize));
+}
+
+PacketManagerInternal::~PacketManagerInternal() {
+    if (m_policy == CPacketManager::policySystem) return;
+    if (m_poolBuffer != nullptr) storedMemop().free(m_poolBuffer);
+    m_poolBuffer = nullptr;
+}
+
+// ---- operations -------------------------------------------------------------------------
+
+uint64_t PacketManagerInternal::alignUp(uint64_t size) const {
+    if (size > UINT64_MAX - (m_alignment - 1)) return UINT64_MAX;
+    return (size + m_alignment - 1) & ~(m_alignment - 1);
+}
+
+void* PacketManagerInternal::sysMalloc(size_t& size) { return storedMemop().malloc(size); }
+
+void PacketManagerInternal::sysFree(void* p) { storedMemop().free(p); }
+
+void* PacketManagerInternal::sysMemcpy(void* dst, const void* src, size_t n) {
+    return storedMemop().memcpy(dst, src, n);
+}
+
+void* PacketManagerInternal::Pool_Malloc(size_t& size) {
+    const int32_t order = Detail::BuddyAllocator::orderOf(size, m_buddy.chunkShift());
+    int32_t chunk;
+    {
+        CGuard guard(m_mutex);
+        chunk = m_buddy.allocate(order);
+    }
+    if (chunk < 0) {
+        KERNA_LOG(3, "CPacket No Free Space, totalSize:%u, freeSize:%u \n", unsigned(getBufferSize()),
+                  unsigned(getFreeSize()));
+        if (nodesStatisticsEnabled()) CPacketManager::instance()->dumpNodes();
+        return nullptr;
+    }
+    size = size_t(m_buddy.blockBytes(order));
+    if (nodesStatisticsEnabled()) {
+        NodeStatistics& s = statistics();
+        CGuard guard(s.mapLock);
+        s.nodes[chunk] = NodeInfo{callingThreadId(), uint64_t(size)};
+    }
+    return m_buddy.nodes()[chunk].addr;
+}
+
+void PacketManagerInternal::Pool_Free(void* p) {
+    if (p == nullptr) return;
+    // The chunk number of p, signed: a pointer below the base is the caller's error.
+    const int64_t id =
+        int64_t(reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(m_alignedBuffer)) >>
+        m_buddy.chunkShift();
+    KERNA_ASSERT(id >= 0);
+    int32_t chunk = 0;
+    Detail::BuddyAllocator::Lookup where;
+    {
+        CGuard guard(m_mutex);
+        where = m_buddy.lookup(p, chunk);
+        if (where == Detail::BuddyAllocator::lookupBlock) m_buddy.release(chunk);
+    }
+    if (where != Detail::BuddyAllocator::lookupBlock) {
+        // Not the start of a live block (beyond the region, inside a block, or freed
+        // already): refused, so that the free lists stay sound.
+        KERNA_LOG(2, "this:%p Pool_Free() %p is not a block of the pool!\n", static_cast<void*>(this), p);
+        return;
+    }
+    if (nodesStatisticsEnabled()) {
+        NodeStatistics& s = statistics();
+        CGuard guard(s.mapLock);
+        s.nodes.erase(chunk);
+    }
+}
+
+void* PacketManagerInternal::poolMemcpy(void* dst, const void* src, size_t n) {
+    if (n == 0) return dst;
+    const uintptr_t lo = reinterpret_cast<uintptr_t>(m_alignedBuffer);
+    const uintptr_t hi = lo + m_totalSize;
+    const uintptr_t d = reinterpret_cast<uintptr_t>(dst);
+    const uintptr_t s = reinterpret_cast<uintptr_t>(src);
+    if (d >= lo && d < hi && s >= lo && s < hi) return storedMemop().memcpy(dst, src, n);
+    return std::memcpy(dst, src, n);
+}
+
+uint64_t PacketManagerInternal::getBufferSize() {
+    if (m_policy == CPacketManager::policyPool || m_policy == CPacketManager::policyPoolData) {
+        return m_totalSize;
+    }
+    return 0;
+}
+
+uint64_t PacketManagerInternal::getFreeSize() {
+    if (m_policy == CPacketManager::policyPool || m_policy == CPacketManager::policyPoolData) {
+        CGuard guard(m_mutex);
+        return m_buddy.freeBytes();
+    }
+    return 0;
+}
+
+// ---- statistics and dumps -----------------------------------------------------------------
+
+void PacketManagerInternal::enableNodesStatistics(bool enable) {
+    NodeStatistics& s = statistics();
+    CGuard guard(s.flagLock);
+    s.enabled.store(enable, std::memory_order_release);
+    if (!enable) {
+        CGuard mapGuard(s.mapLock);
+        s.nodes.clear();
+    }
+}
+
+bool PacketManagerInternal::nodesStatisticsEnabled() {
+    return statistics().enabled.load(std::memory_order_acquire);
+}
+
+void PacketManagerInternal::dumpStatistics() {
+    NodeStatistics& s = statistics();
+    CGuard guard(s.mapLock);
+    struct Used {
+        int count;
+        uint64_t size;
+    };
+    std::map<uint32_t, Used> threadUsedInfo;
+    uint64_t total = 0;
+    for (const auto& entry : s.nodes) {
+        total += entry.second.size;
+        Used& u = threadUsedInfo[entry.second.threadId];
+        u.count += 1;
+        u.size += entry.second.size;
+    }
+    for (const auto& entry : threadUsedInfo) {
+        KERNA_LOG(4, "ThreadID %d  nodes= %d  size(K)= %ld\n", int(entry.first), entry.second.count,
+                  long(entry.second.size >> 10));
+    }
+    KERNA_LOG(4, "Total  unfree count = %ld packetUsed(K) %d\n", long(s.nodes.size()), int(total / 1024));
+}
+
+void PacketManagerInternal::dumpNodes() {
+    if (m_policy == CPacketManager::policySystem || m_policy == CPacketManager::policyPoolData) {
+        KERNA_LOG(4, "CPacketManager dump: SYS Policy\n");
+        return;
+    }
+    if (m_policy == CPacketManager::policyExternal) return;
+    KERNA_LOG(4, "CPacketManager: dump FreeList\n");
+    PrintNodeInfo();
+}
+
+void PacketManagerInternal::PrintNodeInfo() {
+    CGuard guard(m_mutex);
+    const Detail::BufferList* lists = m_buddy.lists();
+    for (int32_t k = 0; k < m_buddy.orderCount(); ++k) {
+        const Detail::BufferList* head = &lists[k];
+        KERNA_LOG(4, "BufferList id:%d, order:%d, head:%p, headpre:%p, next:%p\n", int(k), int(head->order),
+                  static_cast<const void*>(head), static_cast<const void*>(head->pre),
+                  static_cast<const void*>(head->next));
+        for (const Detail::ChunkNode* n = head->next; n != head; n = n->next) {
+            KERNA_LOG(4, "bufflist:%d, id:%d, realIdx:%d, self:%p, order:%d, pre:%p, next:%p\n", int(k), 0,
+                      int(n->realIdx), static_cast<const void*>(n), int(n->order),
+                      static_cast<const void*>(n->pre), static_cast<const void*>(n->next));
+        }
+    }
+}
+
+// ---- the facade ---------------------------------------------------------------------------
+
+CPacketManager::CPacketManager() : m_internal(PacketManagerInternal::instance()) {}
+
+CPacketManager::~CPacketManager() { m_internal = nullptr; }
+
+void CPacketManager::config(Policy policy, MemoryOperator* memop, PoolParameter* param) {
+    PacketManagerInternal::config(policy, memop, param);
+}
+
+void CPacketManager::getConfig(Policy& policy, PoolParameter& param) {
+    PacketManagerInternal::getConfig(policy, param);
+}
+
+CPacketManager* CPacketManager::instance() {
+    CPacketManager* p = s_facade.load(std::memory_order_acquire);
+    if (p != nullptr) return p;
+    PacketManagerInternal::instance();
+    CGuard guard(facadeCreationLock());
+    p = s_facade.load(std::memory_order_relaxed);
+    if (p == nullptr) {
+        p = new CPacketManager();
+        s_facade.store(p, std::memory_order_release);
+        if (std::atexit(&destroyFacade) != 0) KERNA_LOG(4, "atexit failed!\n");
+    }
+    return p;
+}
+
+unsigned char* CPacketManager::getPoolBuffer() { return m_internal->getPoolBuffer(); }
+
+void* CPacketManager::malloc(size_t size) { return m_internal->malloc(size); }
+
+void CPacketManager::free(void* p) { m_internal->free(p); }
+
+void* CPacketManager::memcpy(void* dst, const void* src, size_t size) {
+    return m_internal->memcpy(dst, src, size);
+}
+
+uint64_t CPacketManager::getBufferSize() { return m_internal->getBufferSize(); }
+
+uint64_t CPacketManager::getFreeSize() { return m_internal->getFreeSize(); }
+
+void CPacketManager::enableNodesStatistics(bool enable) { PacketManagerInternal::enableNodesStatistics(enable); }
+
+void CPacketManager::dumpNodes() {
+    if (PacketManagerInternal::nodesStatisticsEnabled()) PacketManagerInternal::dumpStatistics();
+    m_internal->dumpNodes();
+}
+
+bool CPacketManager::advisePacket() {
+    KERNA_LOG(2, "USE_PACKET_ADVISE mode is not used!\n");
+    return false;
+}
+
+}  // namespace Memory
+}  // namespace Tessaran

@@ -1,0 +1,98 @@
+// PacketManagerInternal.h
+//
+// The one process-wide object behind CPacketManager: the class-wide settings that config()
+// fills before first use, the three operation slots chosen from the policy, the region and its
+// buddy allocator, and the live-block statistics.
+
+#ifndef KERNA_SRC_MEMORY_PACKETMANAGERINTERNAL_H_
+#define KERNA_SRC_MEMORY_PACKETMANAGERINTERNAL_H_
+
+#include <kerna/kerna3/Mutex.h>
+#include <kerna/memory/PacketManager.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include "memory/BuddyAllocator.h"
+
+namespace Tessaran {
+namespace Memory {
+
+class PacketManagerInternal {
+public:
+    typedef CPacketManager::Policy Policy;
+    typedef CPacketManager::PoolParameter PoolParameter;
+    typedef CPacketManager::MemoryOperator MemoryOperator;
+
+    /// The process-wide object, created on first call; ends the configurable phase.
+    static PacketManagerInternal* instance();
+
+    static void config(Policy policy, MemoryOperator* memop, PoolParameter* param);
+    static void getConfig(Policy& policy, PoolParameter& param);
+    static Policy getPolicy() { return static_cast<Policy>(sm_policy); }
+
+    /// `size` raised to a multiple of the alignment step. Sizes that would wrap come back
+    /// as UINT64_MAX, which no allocation satisfies.
+    uint64_t alignUp(uint64_t size) const;
+
+    /// The allocation slot. `size` is in and out: a pool block replaces it by its real size.
+    void* malloc(size_t& size) { return (this->*m_mallocSlot)(size); }
+    void free(void* p) { (this->*m_freeSlot)(p); }
+    void* memcpy(void* dst, const void* src, size_t n) { return (this->*m_memcpySlot)(dst, src, n); }
+
+    unsigned char* getPoolBuffer() const { return m_poolBuffer; }
+    uint64_t getBufferSize();
+    uint64_t getFreeSize();
+
+    /// The free-list part of CPacketManager::dumpNodes.
+    void dumpNodes();
+
+    /// Live-block statistics, process-wide.
+    static void enableNodesStatistics(bool enable);
+    static bool nodesStatisticsEnabled();
+    /// Logs the live blocks by thread (the first half of CPacketManager::dumpNodes).
+    static void dumpStatistics();
+
+    /// For tests: the allocator's bookkeeping and the aligned base.
+    const Detail::BuddyAllocator& buddy() const { return m_buddy; }
+    unsigned char* alignedBuffer() const { return m_alignedBuffer; }
+
+private:
+    PacketManagerInternal();
+    ~PacketManagerInternal();
+    PacketManagerInternal(const PacketManagerInternal&) = delete;
+    PacketManagerInternal& operator=(const PacketManagerInternal&) = delete;
+
+    static void destroyInstance();
+    static MemoryOperator& storedMemop();
+
+    void* sysMalloc(size_t& size);
+    void sysFree(void* p);
+    void* sysMemcpy(void* dst, const void* src, size_t n);
+    void* Pool_Malloc(size_t& size);
+    void Pool_Free(void* p);
+    void* poolMemcpy(void* dst, const void* src, size_t n);
+    void PrintNodeInfo();
+
+    static int sm_policy;
+    static PoolParameter sm_param;
+    static std::atomic<bool> sm_configurable;
+    static std::atomic<PacketManagerInternal*> sm_instance;
+
+    unsigned char* m_poolBuffer;
+    unsigned char* m_alignedBuffer;
+    Detail::BuddyAllocator m_buddy;  // chunk nodes, list heads, chunkShift, counts
+    Kerna::CMutex m_mutex;
+    uint64_t m_alignment;
+    uint64_t m_totalSize;
+    int m_policy;
+    void* (PacketManagerInternal::*m_mallocSlot)(size_t&);
+    void (PacketManagerInternal::*m_freeSlot)(void*);
+    void* (PacketManagerInternal::*m_memcpySlot)(void*, const void*, size_t);
+};
+
+}  // namespace Memory
+}  // namespace Tessaran
+
+#endif  // KERNA_SRC_MEMORY_PACKETMANAGERINTERNAL_H_

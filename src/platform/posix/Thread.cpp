@@ -1,0 +1,234 @@
+// Thread.cpp - POSIX threads for the platform thread interface.
+//
+// Only POSIX code; no library logic.
+//
+// Every thread is detached. Its ThreadHandle is shared between the creator and the thread by a
+// reference count, so the record stays valid for whichever side finishes last. The done flag
+// and exit code in the record play the part of a waitable thread handle.
+
+#include "platform/Thread.h"
+
+#include "platform/Tls.h"
+
+#include <errno.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <time.h>
+
+#include <atomic>
+
+namespace Tessaran {
+namespace Kerna {
+namespace Detail {
+namespace Platform {
+
+class ThreadHandle {
+public:
+    ThreadHandle(ThreadEntry entryIn, void* argumentIn) : entry(entryIn), argument(argumentIn) {
+        pthread_mutex_init(&mutex, nullptr);
+        pthread_cond_init(&cond, nullptr);
+    }
+    ~ThreadHandle() {
+        pthread_cond_destroy(&cond);
+        pthread_mutex_destroy(&mutex);
+    }
+    ThreadHandle(const ThreadHandle&) = delete;
+    ThreadHandle& operator=(const ThreadHandle&) = delete;
+
+    void release() {
+        if (refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+            delete this;
+        }
+    }
+
+    ThreadEntry entry;
+    void* argument;
+    pthread_t thread{};
+    std::atomic<int> refs{2};  // the creator's and the thread's
+    pthread_mutex_t mutex;
+    pthread_cond_t cond;
+    int tid = -1;          // under mutex until published, constant afterwards
+    bool started = false;  // tid published
+    bool done = false;     // the body has ended
+    unsigned int exitCode = kThreadStillActive;
+};
+
+namespace {
+
+// Marks the record done when the body ends, by return or by a kill's unwind.
+class DoneMark {
+public:
+    explicit DoneMark(ThreadHandle* handle) : m_handle(handle) {}
+    DoneMark(const DoneMark&) = delete;
+    DoneMark& operator=(const DoneMark&) = delete;
+    ~DoneMark() {
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+        pthread_mutex_lock(&m_handle->mutex);
+        m_handle->done = true;
+        m_handle->exitCode = 0;
+        pthread_cond_broadcast(&m_handle->cond);
+        pthread_mutex_unlock(&m_handle->mutex);
+        m_handle->release();
+    }
+
+private:
+    ThreadHandle* m_handle;
+};
+
+extern "C" void* threadStart(void* argument) {
+    ThreadHandle* handle = static_cast<ThreadHandle*>(argument);
+    DoneMark mark(handle);
+    pthread_mutex_lock(&handle->mutex);
+    handle->tid = static_cast<int>(currentThreadId());
+    handle->started = true;
+    pthread_cond_broadcast(&handle->cond);
+    pthread_mutex_unlock(&handle->mutex);
+    handle->entry(handle->argument);
+    return nullptr;
+}
+
+timespec deadlineAfter(unsigned int milliSeconds) {
+    timespec ts;
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    ts.tv_sec += milliSeconds / 1000;
+    ts.tv_nsec += static_cast<long>(milliSeconds % 1000) * 1000000L;
+    if (ts.tv_nsec >= 1000000000L) {
+        ts.tv_sec += 1;
+        ts.tv_nsec -= 1000000000L;
+    }
+    return ts;
+}
+
+int niceOfLevel(int level) {
+    switch (level) {
+        case 15:
+            return -15;
+        case 2:
+            return -10;
+        case 1:
+            return -5;
+        case 0:
+            return 0;
+        case -1:
+            return 5;
+        case -2:
+            return 10;
+        default:
+            return 19;
+    }
+}
+
+}  // namespace
+
+ThreadHandle* startThread(ThreadEntry entry, void* argument, int stackSize, int* error) {
+    int err = 0;
+    if (entry == nullptr || stackSize < 0) {
+        err = EINVAL;
+    }
+    pthread_attr_t attr;
+    bool haveAttr = false;
+    if (err == 0) {
+        err = pthread_attr_init(&attr);
+        haveAttr = err == 0;
+    }
+    if (err == 0) {
+        err = pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
+    }
+    if (err == 0 && stackSize != 0) {
+        size_t size = stackSize < kThreadMinimumStack ? kThreadMinimumStack : stackSize;
+        err = pthread_attr_setstacksize(&attr, size);
+    }
+    ThreadHandle* handle = nullptr;
+    if (err == 0) {
+        handle = new ThreadHandle(entry, argument);
+        err = pthread_create(&handle->thread, &attr, threadStart, handle);
+        if (err != 0) {
+            delete handle;
+            handle = nullptr;
+        }
+    }
+    if (haveAttr) {
+        pthread_attr_destroy(&attr);
+    }
+    if (handle == nullptr) {
+        if (error != nullptr) {
+            *error = err;
+        }
+        errno = err;
+        return nullptr;
+    }
+    pthread_mutex_lock(&handle->mutex);
+    while (!handle->started) {
+        pthread_cond_wait(&handle->cond, &handle->mutex);
+    }
+    pthread_mutex_unlock(&handle->mutex);
+    if (error != nullptr) {
+        *error = 0;
+    }
+    return handle;
+}
+
+void retainThread(ThreadHandle* handle) {
+    handle->refs.fetch_add(1, std::memory_order_relaxed);
+}
+
+void closeThread(ThreadHandle* handle) {
+    if (handle != nullptr) {
+        handle->release();
+    }
+}
+
+int threadIdOf(const ThreadHandle* handle) {
+    return handle->tid;
+}
+
+unsigned int threadExitCode(ThreadHandle* handle) {
+    pthread_mutex_lock(&handle->mutex);
+    unsigned int code = handle->exitCode;
+    pthread_mutex_unlock(&handle->mutex);
+    return code;
+}
+
+bool waitThread(ThreadHandle* handle, unsigned int milliSeconds) {
+    timespec deadline = deadlineAfter(milliSeconds);
+    pthread_mutex_lock(&handle->mutex);
+    while (!handle->done) {
+        int rc = pthread_cond_clockwait(&handle->cond, &handle->mutex, CLOCK_MONOTONIC, &deadline);
+        if (rc == ETIMEDOUT) {
+            break;
+        }
+    }
+    bool done = handle->done;
+    pthread_mutex_unlock(&handle->mutex);
+    return done;
+}
+
+int setThreadPriority(ThreadHandle* handle, int level) {
+    errno = 0;
+    if (setpriority(PRIO_PROCESS, static_cast<id_t>(handle->tid), niceOfLevel(level)) != 0) {
+        return errno != 0 ? errno : EINVAL;
+    }
+    return 0;
+}
+
+int killThread(ThreadHandle* handle) {
+    // A finished thread's pthread_t may already name another thread: cancel only while the
+    // record says the body still runs; the body marks done under the same mutex.
+    pthread_mutex_lock(&handle->mutex);
+    int rc = handle->done ? ESRCH : pthread_cancel(handle->thread);
+    pthread_mutex_unlock(&handle->mutex);
+    return rc;
+}
+
+void testCancel() {
+    pthread_testcancel();
+}
+
+void disableCancel() {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+}
+
+}  // namespace Platform
+}  // namespace Detail
+}  // namespace Kerna
+}  // namespace Tessaran

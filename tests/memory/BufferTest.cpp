@@ -1,0 +1,185 @@
+// BufferTest.cpp
+//
+// CBuffer's growth rules with and without a step, and its failure lines; CMemPool's chunks,
+// order of hand-out and reuse.
+
+#include <kerna/memory/Buffer.h>
+#include <kerna/memory/MemPool.h>
+
+#include <cstdint>
+#include <cstring>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "memory/MemoryTestSupport.h"
+
+using MemoryTest::LogCapture;
+using Tessaran::Memory::CBuffer;
+using Tessaran::Memory::Detail::CMemPool;
+
+TEST(CBuffer, FirstBlockAndAccessors) {
+    CBuffer b;
+    EXPECT_EQ(b.getBuffer(), nullptr);
+    EXPECT_EQ(b.size(), 0u);
+    EXPECT_EQ(b.capacity(), 0u);
+    b.reserve(100);
+    EXPECT_EQ(b.getBuffer(), nullptr);  // null while the size is 0
+    EXPECT_EQ(b.capacity(), 100u);
+    EXPECT_EQ(b.size(), 0u);
+
+    CBuffer c;
+    unsigned char data[70];
+    for (int i = 0; i < 70; ++i) data[i] = (unsigned char)i;
+    EXPECT_EQ(c.putBuffer(data, 10), 10u);
+    EXPECT_EQ(c.capacity(), 10u);
+    EXPECT_EQ(c.size(), 10u);
+    EXPECT_EQ(std::memcmp(c.getBuffer(), data, 10), 0);
+    // Growth without a step: exactly what is needed, contents kept.
+    EXPECT_EQ(c.putBuffer(data + 10, 5), 5u);
+    EXPECT_EQ(c.capacity(), 15u);
+    EXPECT_EQ(std::memcmp(c.getBuffer(), data, 15), 0);
+    c.reserve(10);  // smaller: nothing
+    EXPECT_EQ(c.capacity(), 15u);
+    c.reserve(0);
+    EXPECT_EQ(c.capacity(), 15u);
+    c.reserve(40);
+    EXPECT_EQ(c.capacity(), 40u);
+    EXPECT_EQ(c.size(), 15u);
+    EXPECT_EQ(std::memcmp(c.getBuffer(), data, 15), 0);
+
+    CBuffer z;
+    z.resize(0);
+    EXPECT_EQ(z.capacity(), 0u);
+    EXPECT_EQ(z.getBuffer(), nullptr);
+    EXPECT_EQ(z.putBuffer(data, 3), 3u);
+    EXPECT_EQ(z.capacity(), 3u);
+}
+
+TEST(CBuffer, GrowthStep) {
+    unsigned char data[70] = {0};
+    CBuffer b;
+    b.setIncreasedSize(64);
+    EXPECT_EQ(b.capacity(), 64u);
+    EXPECT_EQ(b.size(), 0u);
+    EXPECT_EQ(b.getBuffer(), nullptr);
+    EXPECT_EQ(b.putBuffer(data, 10), 10u);
+    EXPECT_EQ(b.capacity(), 64u);
+    EXPECT_EQ(b.putBuffer(data, 60), 60u);
+    EXPECT_EQ(b.size(), 70u);
+    EXPECT_EQ(b.capacity(), 128u);
+
+    CBuffer r;
+    r.setIncreasedSize(64);
+    r.resize(100);
+    EXPECT_EQ(r.size(), 128u);  // the raised value
+    EXPECT_EQ(r.capacity(), 128u);
+    r.resize(50);
+    EXPECT_EQ(r.size(), 50u);
+    EXPECT_EQ(r.capacity(), 128u);
+    r.reserve(200);  // the step plays no part in reserve
+    EXPECT_EQ(r.capacity(), 200u);
+
+    // A first block from putBuffer or resize has no step.
+    CBuffer s;
+    s.resize(10);
+    s.resize(11);
+    EXPECT_EQ(s.capacity(), 11u);
+
+    r.reset();
+    EXPECT_EQ(r.capacity(), 0u);
+    r.putBuffer(data, 10);
+    r.putBuffer(data, 10);
+    EXPECT_EQ(r.capacity(), 20u);  // reset forgot the step
+}
+
+TEST(CBuffer, FailuresLeaveTheBufferAsItWas) {
+    LogCapture log;
+    unsigned char data[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    const size_t huge = SIZE_MAX - 4;
+    CBuffer b;
+    EXPECT_EQ(b.putBuffer(data, huge), 0u);
+    b.resize(huge);
+    b.reserve(huge);
+    b.setIncreasedSize(huge);
+    EXPECT_EQ(b.capacity(), 0u);
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{" CBuffer putbuffer Malloc fail:\n",
+                                                         " CBuffer resize Malloc fail:\n",
+                                                         " CBuffer reserve Malloc fail:\n",
+                                                         " CBuffer setIncreasedSize Malloc fail:\n"}));
+    log.clear();
+    EXPECT_EQ(b.putBuffer(data, 8), 8u);
+    EXPECT_EQ(b.putBuffer(data, huge), 0u);
+    b.resize(huge);
+    b.reserve(huge);
+    EXPECT_EQ(b.size(), 8u);
+    EXPECT_EQ(b.capacity(), 8u);
+    EXPECT_EQ(std::memcmp(b.getBuffer(), data, 8), 0);
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{"CBuffer putbuffer ReMalloc fail:\n",
+                                                         " CBuffer resize ReMalloc fail:\n",
+                                                         " CBuffer reserve Malloc fail:\n"}));
+    log.clear();
+    EXPECT_EQ(b.putBuffer(nullptr, 3), 0u);
+    EXPECT_EQ(log.messages().size(), 1u);
+    EXPECT_EQ(b.putBuffer(nullptr, 0), 0u);
+    EXPECT_EQ(b.size(), 8u);
+}
+
+TEST(CMemPool, ChunksAndOrder) {
+    CMemPool small(4, 16);
+    unsigned char* a = static_cast<unsigned char*>(small.malloc());
+    unsigned char* b = static_cast<unsigned char*>(small.malloc());
+    EXPECT_EQ(b - a, 8);  // items of at least 8 bytes, ascending in a fresh chunk
+
+    CMemPool pool(13, 2);
+    unsigned char* x = static_cast<unsigned char*>(pool.malloc());
+    unsigned char* y = static_cast<unsigned char*>(pool.malloc());
+    EXPECT_EQ(y - x, 13);  // same chunk, no alignment added
+    unsigned char* z = static_cast<unsigned char*>(pool.malloc());
+    EXPECT_TRUE(z < x || z >= y + 13);  // a second chunk
+    pool.free(x);
+    EXPECT_EQ(pool.malloc(), x);  // freed last, handed out next
+    pool.free(y);
+    pool.free(z);
+    EXPECT_EQ(pool.malloc(), z);
+    EXPECT_EQ(pool.malloc(), y);
+    std::memset(x, 0xff, 13);
+    std::memset(y, 0xff, 13);
+    pool.free(nullptr);
+    // Destruction with items still out frees the chunks (checked by the leak sanitizer).
+}
+
+TEST(CMemPool, ItemsStayDistinctAcrossThreads) {
+    CMemPool pool(24, 7);
+    const int kThreads = 4;
+    const int kRounds = 2000;
+    std::vector<std::vector<void*>> kept(kThreads);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&pool, &kept, t] {
+            std::vector<void*> mine;
+            for (int i = 0; i < kRounds; ++i) {
+                void* p = pool.malloc();
+                std::memset(p, t, 24);
+                mine.push_back(p);
+                if (i % 3 == 2) {
+                    void* back = mine[mine.size() / 2];
+                    unsigned char* bytes = static_cast<unsigned char*>(back);
+                    for (int k = 0; k < 24; ++k) ASSERT_EQ(bytes[k], (unsigned char)t);
+                    mine.erase(mine.begin() + long(mine.size() / 2));
+                    pool.free(back);
+                }
+            }
+            kept[t] = mine;
+        });
+    }
+    for (std::thread& t : threads) t.join();
+    std::set<void*> all;
+    for (int t = 0; t < kThreads; ++t) {
+        for (void* p : kept[t]) {
+            EXPECT_TRUE(all.insert(p).second);
+            unsigned char* bytes = static_cast<unsigned char*>(p);
+            for (int k = 0; k < 24; ++k) ASSERT_EQ(bytes[k], (unsigned char)t);
+        }
+    }
+}
