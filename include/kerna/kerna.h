@@ -31,5 +31,14 @@
 #include "kerna/memory/SharePacketHelper.h"
 #include "kerna/utils/Charset.h"
 #include "kerna/utils/IntervalSet.h"
+#include "kerna/utils/Base16.h"
+#include "kerna/utils/Base64.h"
+#include "kerna/utils/StringUtil.h"
+#include "kerna/utils/IpAddress.h"
+#include "kerna/utils/Crc.h"
+#include "kerna/utils/Md5.h"
+#include "kerna/utils/Sha1.h"
+#include "kerna/utils/Aes.h"
+#include "kerna/utils/TripleDes.h"
 
 #endif  // KERNA_KERNA_H_

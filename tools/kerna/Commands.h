@@ -30,6 +30,13 @@ void demoTimers();
 /// The packet scene of `kerna demo`: chooses a pool policy, so it must run before anything
 /// in the process has made a packet. Returns 0.
 int demoPackets();
+int cmdMd5sum(int argc, char** argv);
+int cmdSha1sum(int argc, char** argv);
+int cmdCrc32(int argc, char** argv);
+int cmdBase64(int argc, char** argv);
+int cmdBase16(int argc, char** argv);
+int cmdAes(int argc, char** argv);
+int cmdDes(int argc, char** argv);
 
 }  // namespace KernaTool
 
