@@ -21,7 +21,8 @@ int cmdVersion(int argc, char** argv);
 int cmdDemo(int argc, char** argv);
 int cmdIconv(int argc, char** argv);
 
-/// Sends the library's lines to the console again (the tool sends them to standard error).
+/// Sends the library's lines to the console again at the default level (the tool sends only
+/// warnings and errors, to standard error).
 void useConsoleForLibraryLines();
 
 /// Scenes of the demo, one per subsystem.
