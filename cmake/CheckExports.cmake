@@ -26,6 +26,7 @@ foreach(line ${lines})
          OR name MATCHES "^(logFatal|logError|logWarn|logInfo|logTrace|logDebug)\\("
          OR name MATCHES "^(CTime|CMutex|CGuard|CPacket|IPacketManager|CSemaphore|CThread|CTimer|CFile)[(:]"
          OR name MATCHES "^(_init|_fini|_edata|_end|__bss_start)$"
+         OR name MATCHES "^__(odr_asan|asan|tsan|ubsan|sanitizer)"
          OR name MATCHES "^operator (new|delete)")
     continue()
   else()
