@@ -168,36 +168,49 @@ private:
     bool m_ni;
 };
 
-class CAesCFB8 : public AesInternal {
+// The three stream modes (CFB8, CFB128, CTR) use only the encryption schedule and carry one
+// 16-byte block between calls (the feedback register or the counter).
+class AesStreamMode : public AesInternal {
 public:
-    CAesCFB8(const unsigned char* key, int bits, const unsigned char* iv) : m_ni(Detail::useAesNi()) {
+    AesStreamMode(const unsigned char* key, int bits, const unsigned char* iv, const char* keyMissing)
+        : m_ni(Detail::useAesNi()) {
         Detail::secureZero(&m_encrypt, sizeof m_encrypt);
+        std::memset(m_iv, 0, sizeof m_iv);
         if (key == nullptr) {
-            KERNA_LOG(2, "AesCFB8 key is NULL\n");
+            KERNA_LOG(2, "%s", keyMissing);
             return;
         }
         ready = Detail::aesSetEncryptKey(key, bits, m_encrypt);
-        if (iv != nullptr)
-            std::memcpy(m_iv, iv, 16);
-        else
-            std::memset(m_iv, 0, 16);
+        if (iv != nullptr) std::memcpy(m_iv, iv, 16);
     }
-    ~CAesCFB8() override {
+    ~AesStreamMode() override {
         Detail::secureZero(&m_encrypt, sizeof m_encrypt);
         Detail::secureZero(m_iv, sizeof m_iv);
     }
 
     bool encrypt(unsigned char* dst, const unsigned char* src, size_t length) override {
-        return run(dst, src, length, true);
+        return length == 0 || (buffersValid(this, dst, src) && run(dst, src, length, true));
     }
     bool decrypt(unsigned char* dst, const unsigned char* src, size_t length) override {
-        return run(dst, src, length, false);
+        return length == 0 || (buffersValid(this, dst, src) && run(dst, src, length, false));
     }
 
+protected:
+    /// Runs `length` (at least 1) bytes through the mode; both buffers are given.
+    virtual bool run(unsigned char* dst, const unsigned char* src, size_t length, bool encrypting) = 0;
+
+    AesSchedule m_encrypt;
+    unsigned char m_iv[16];  ///< feedback register, or the counter in CTR mode
+    bool m_ni;
+};
+
+class CAesCFB8 : public AesStreamMode {
+public:
+    CAesCFB8(const unsigned char* key, int bits, const unsigned char* iv)
+        : AesStreamMode(key, bits, iv, "AesCFB8 key is NULL\n") {}
+
 private:
-    bool run(unsigned char* dst, const unsigned char* src, size_t length, bool encrypting) {
-        if (length == 0) return true;
-        if (!buffersValid(this, dst, src)) return false;
+    bool run(unsigned char* dst, const unsigned char* src, size_t length, bool encrypting) override {
         for (size_t i = 0; i < length; ++i) {
             unsigned char stream[16];
             encryptBlocks(m_encrypt, m_ni, stream, m_iv, 1);
@@ -209,43 +222,15 @@ private:
         }
         return true;
     }
-
-    AesSchedule m_encrypt;
-    unsigned char m_iv[16];
-    bool m_ni;
 };
 
-class CAesCFB128 : public AesInternal {
+class CAesCFB128 : public AesStreamMode {
 public:
     CAesCFB128(const unsigned char* key, int bits, const unsigned char* iv)
-        : m_offset(0), m_ni(Detail::useAesNi()) {
-        Detail::secureZero(&m_encrypt, sizeof m_encrypt);
-        if (key == nullptr) {
-            KERNA_LOG(2, "AesCFB128 key is NULL\n");
-            return;
-        }
-        ready = Detail::aesSetEncryptKey(key, bits, m_encrypt);
-        if (iv != nullptr)
-            std::memcpy(m_iv, iv, 16);
-        else
-            std::memset(m_iv, 0, 16);
-    }
-    ~CAesCFB128() override {
-        Detail::secureZero(&m_encrypt, sizeof m_encrypt);
-        Detail::secureZero(m_iv, sizeof m_iv);
-    }
-
-    bool encrypt(unsigned char* dst, const unsigned char* src, size_t length) override {
-        return run(dst, src, length, true);
-    }
-    bool decrypt(unsigned char* dst, const unsigned char* src, size_t length) override {
-        return run(dst, src, length, false);
-    }
+        : AesStreamMode(key, bits, iv, "AesCFB128 key is NULL\n"), m_offset(0) {}
 
 private:
-    bool run(unsigned char* dst, const unsigned char* src, size_t length, bool encrypting) {
-        if (length == 0) return true;
-        if (!buffersValid(this, dst, src)) return false;
+    bool run(unsigned char* dst, const unsigned char* src, size_t length, bool encrypting) override {
         size_t i = 0;
         while (i < length) {
             if (m_offset == 0 && length - i >= 16) {
@@ -269,46 +254,20 @@ private:
         return true;
     }
 
-    AesSchedule m_encrypt;
     unsigned long long m_offset;
-    unsigned char m_iv[16];
-    bool m_ni;
 };
 
-class CAesCTR : public AesInternal {
+class CAesCTR : public AesStreamMode {
 public:
     CAesCTR(const unsigned char* key, int bits, const unsigned char* iv)
-        : m_offset(0), m_ni(Detail::useAesNi()) {
-        Detail::secureZero(&m_encrypt, sizeof m_encrypt);
+        : AesStreamMode(key, bits, iv, "AesCTR key is NULL\n"), m_offset(0) {
         std::memset(m_streamBlock, 0, sizeof m_streamBlock);
-        if (key == nullptr) {
-            KERNA_LOG(2, "AesCTR key is NULL\n");
-            return;
-        }
-        ready = Detail::aesSetEncryptKey(key, bits, m_encrypt);
-        if (iv != nullptr)
-            std::memcpy(m_counter, iv, 16);
-        else
-            std::memset(m_counter, 0, 16);
     }
-    ~CAesCTR() override {
-        Detail::secureZero(&m_encrypt, sizeof m_encrypt);
-        Detail::secureZero(m_counter, sizeof m_counter);
-        Detail::secureZero(m_streamBlock, sizeof m_streamBlock);
-    }
-
-    // Encryption and decryption are the same operation on the same stream.
-    bool encrypt(unsigned char* dst, const unsigned char* src, size_t length) override {
-        return run(dst, src, length);
-    }
-    bool decrypt(unsigned char* dst, const unsigned char* src, size_t length) override {
-        return run(dst, src, length);
-    }
+    ~CAesCTR() override { Detail::secureZero(m_streamBlock, sizeof m_streamBlock); }
 
 private:
-    bool run(unsigned char* dst, const unsigned char* src, size_t length) {
-        if (length == 0) return true;
-        if (!buffersValid(this, dst, src)) return false;
+    // Encryption and decryption are the same operation on the same stream.
+    bool run(unsigned char* dst, const unsigned char* src, size_t length, bool) override {
         size_t i = 0;
         // Finish a block begun by an earlier call.
         while (i < length && m_offset != 0) {
@@ -319,11 +278,11 @@ private:
         const size_t blocks = (length - i) / 16;
         if (blocks != 0) {
             if (m_ni) {
-                Detail::aesNiCtr(m_encrypt, m_counter, dst + i, src + i, blocks);
+                Detail::aesNiCtr(m_encrypt, m_iv, dst + i, src + i, blocks);
             } else {
                 for (size_t b = 0; b < blocks; ++b, i += 16) {
-                    Detail::aesEncryptBlock(m_encrypt, m_counter, m_streamBlock);
-                    Detail::aesIncrementCounter(m_counter);
+                    Detail::aesEncryptBlock(m_encrypt, m_iv, m_streamBlock);
+                    Detail::aesIncrementCounter(m_iv);
                     xorBlock(dst + i, src + i, m_streamBlock);
                 }
             }
@@ -331,8 +290,8 @@ private:
         }
         for (; i < length; ++i) {
             if (m_offset == 0) {
-                encryptBlocks(m_encrypt, m_ni, m_streamBlock, m_counter, 1);
-                Detail::aesIncrementCounter(m_counter);
+                encryptBlocks(m_encrypt, m_ni, m_streamBlock, m_iv, 1);
+                Detail::aesIncrementCounter(m_iv);
             }
             dst[i] = static_cast<unsigned char>(src[i] ^ m_streamBlock[m_offset]);
             m_offset = (m_offset + 1) % 16;
@@ -340,11 +299,8 @@ private:
         return true;
     }
 
-    AesSchedule m_encrypt;
     unsigned long long m_offset;
-    unsigned char m_counter[16];
     unsigned char m_streamBlock[16];
-    bool m_ni;
 };
 
 }  // namespace AES
