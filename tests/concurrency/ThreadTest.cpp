@@ -44,15 +44,59 @@ TEST(CThread, PriorityBandsAndPolicyAndEveryOneStarts) {
         for (int priority : {1, 5, 30, 62, 64, 70, 100, 127}) {
             ProbeThread thread("Prio", ProbeThread::loopUntilStopped, priority, policy, 65536);
             ASSERT_TRUE(thread.createThread()) << priority << "/" << policy;
-            ASSERT_TRUE(waitUntil([&] { return thread.entered.load(); }));
+            ASSERT_TRUE(waitUntil([&] { return thread.runs.load() == 1; }));
             EXPECT_TRUE(thread.destroyThread());
         }
     }
 }
 
-TEST(CThread, NamesAreCutAndDefaulted) {
-    ProbeThread thread("0123456789012345678901234567890123456789", ProbeThread::loopUntilStopped);
-    EXPECT_STREQ("0123456789012345678901234567890", thread.getThreadName());
+// The whole life of one object: idle, running, destroyed, restarted, cancelled; each refused
+// step logs its line (with the name cut to 31 characters).
+TEST(CThread, StateMachineWalk) {
+    KernaTest::LogCapture log(4);
+    ProbeThread thread("Worker-0123456789012345678901234", ProbeThread::loopUntilStopped);
+    const char* const name = "Worker-012345678901234567890123";
+    EXPECT_STREQ(name, thread.getThreadName());
+    EXPECT_EQ(-1, thread.getThreadID());  // never started: over and not looping
+    EXPECT_TRUE(thread.isThreadOver());
+    EXPECT_FALSE(thread.looping());
+    EXPECT_FALSE(thread.cancelThread());
+    EXPECT_FALSE(thread.terminateThread());  // the line of a refused stop, then its own
+    EXPECT_THAT(
+        log.messages(),
+        ElementsAre(textf("this:%p CThread::cancelThread() thread:%s not exist!\n", &thread, name),
+                    textf(kExited, &thread, name),
+                    textf("this:%p handle is null, can't be terminated\n", &thread)));
+
+    ASSERT_TRUE(thread.createThread());
+    EXPECT_FALSE(thread.isThreadOver());
+    ASSERT_TRUE(waitUntil([&] { return thread.getThreadID() != -1; }));
+    const int id = thread.getThreadID();
+    EXPECT_EQ(id, thread.seenId.load());
+    EXPECT_TRUE(CThreadManager::instance()->hasThread(id));
+    log.clear();
+    EXPECT_FALSE(thread.createThread());
+    EXPECT_THAT(log.messages(),
+                ElementsAre(textf("this:%p CThread::CreateThread() thread:%s is still running!\n",
+                                  &thread, name)));
+    EXPECT_TRUE(thread.destroyThread());
+    EXPECT_TRUE(thread.isThreadOver());
+    EXPECT_FALSE(CThreadManager::instance()->hasThread(id));
+    log.clear();
+    EXPECT_FALSE(thread.destroyThread());
+    EXPECT_THAT(log.messages(), ElementsAre(textf(kDestroyed, &thread, name)));
+
+    // From Over the object starts again, as a new platform thread; cancelThread does not wait,
+    // the body ends by itself.
+    ASSERT_TRUE(thread.createThread());
+    ASSERT_TRUE(waitUntil([&] { return thread.runs.load() == 2; }));
+    EXPECT_TRUE(thread.cancelThread());
+    EXPECT_FALSE(thread.looping());
+    ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver(); }));
+    log.clear();
+    EXPECT_FALSE(thread.destroyThread());
+    EXPECT_THAT(log.messages(), ElementsAre(textf(kExited, &thread, name)));
+
     thread.setThreadName("short");
     EXPECT_STREQ("short", thread.getThreadName());
     thread.setThreadName(nullptr);
@@ -60,62 +104,23 @@ TEST(CThread, NamesAreCutAndDefaulted) {
     EXPECT_STREQ("Nonamed", ProbeThread(nullptr, ProbeThread::loopUntilStopped).getThreadName());
 }
 
-TEST(CThread, StartRestartAndDoubleDestroy) {
-    KernaTest::LogCapture log(4);
-    ProbeThread thread("Worker", ProbeThread::loopUntilStopped);
-    EXPECT_EQ(-1, thread.getThreadID());  // never started: over and not looping
-    EXPECT_TRUE(thread.isThreadOver());
-    EXPECT_FALSE(thread.looping());
-    ASSERT_TRUE(thread.createThread());
-    EXPECT_FALSE(thread.isThreadOver());
-    ASSERT_TRUE(waitUntil([&] { return thread.getThreadID() != -1; }));
-    const int id = thread.getThreadID();
-    EXPECT_EQ(id, thread.seenId.load());
-    EXPECT_TRUE(CThreadManager::instance()->hasThread(id));
-
-    log.clear();
-    EXPECT_FALSE(thread.createThread());
-    EXPECT_THAT(log.messages(), ElementsAre(textf("this:%p CThread::CreateThread() thread:%s is "
-                                                  "still running!\n",
-                                                  &thread, "Worker")));
-    EXPECT_TRUE(thread.destroyThread());
-    EXPECT_TRUE(thread.isThreadOver());
-    EXPECT_FALSE(CThreadManager::instance()->hasThread(id));
-
-    log.clear();
-    EXPECT_FALSE(thread.destroyThread());
-    EXPECT_THAT(log.messages(), ElementsAre(textf(kDestroyed, &thread, "Worker")));
-
-    // From Over the object starts again, as a new platform thread.
-    ASSERT_TRUE(thread.createThread());
-    ASSERT_TRUE(waitUntil([&] { return thread.runs.load() == 2; }));
-    EXPECT_TRUE(thread.destroyThread());
-    EXPECT_TRUE(thread.isThreadOver());
-}
-
-TEST(CThread, BodyLinesNameTheThread) {
+TEST(CThread, BodyThatReturnsAtOnceLogsEndsOverAndRestartClearsDeadline) {
+    FakeClock clock(500);
     KernaTest::LogCapture log(5);
     showFunctionNames();
     ProbeThread thread(
-        "Traced", [](ProbeThread&) {}, 70, 1);
-    ASSERT_TRUE(thread.createThread());
-    ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver(); }));
-    const int id = thread.getThreadID();
-    EXPECT_THAT(log.lines(), Contains(HasSubstr(textf(" InternalThreadBody]ThreadBody Enter "
-                                                      "name:Traced, id:%d, prior:R70, stack:0x",
-                                                      id))));
-    EXPECT_THAT(log.lines(),
-                Contains(EndsWith(
-                    textf(" InternalThreadBody]ThreadBody leave name:Traced, id:%d \n", id))));
-}
-
-TEST(CThread, BodyThatReturnsAtOnceEndsOverAndRestartClearsDeadline) {
-    FakeClock clock(500);
-    KernaTest::LogCapture log(4);
-    ProbeThread thread("Quick", [](ProbeThread&) {});
+        "Quick", [](ProbeThread&) {}, 70, 1);
     ASSERT_TRUE(thread.createThread());
     ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver(); }));
     EXPECT_EQ(1, thread.runs.load());
+    const int id = thread.getThreadID();
+    EXPECT_THAT(log.lines(), Contains(HasSubstr(textf(" InternalThreadBody]ThreadBody Enter "
+                                                      "name:Quick, id:%d, prior:R70, stack:0x",
+                                                      id))));
+    EXPECT_THAT(
+        log.lines(),
+        Contains(EndsWith(textf(" InternalThreadBody]ThreadBody leave name:Quick, id:%d \n", id))));
+    Tessaran::Kerna::setPrintLogLevel(4);
     log.clear();
     EXPECT_FALSE(thread.destroyThread());
     EXPECT_THAT(log.messages(), ElementsAre(textf(kExited, &thread, "Quick")));
@@ -125,28 +130,6 @@ TEST(CThread, BodyThatReturnsAtOnceEndsOverAndRestartClearsDeadline) {
     ASSERT_TRUE(thread.createThread());
     EXPECT_FALSE(thread.isTimeout());
     ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver() && thread.runs.load() == 2; }));
-}
-
-TEST(CThread, CancelAndTerminateIdleThenCancelRunning) {
-    KernaTest::LogCapture log(4);
-    ProbeThread thread("Cancelled", ProbeThread::loopUntilStopped);
-    EXPECT_FALSE(thread.cancelThread());
-    EXPECT_FALSE(thread.terminateThread());  // both lines of a refused stop, then its own
-    EXPECT_THAT(log.messages(),
-                ElementsAre(textf("this:%p CThread::cancelThread() thread:%s not exist!\n", &thread,
-                                  "Cancelled"),
-                            textf(kExited, &thread, "Cancelled"),
-                            textf("this:%p handle is null, can't be terminated\n", &thread)));
-
-    ASSERT_TRUE(thread.createThread());
-    ASSERT_TRUE(waitUntil([&] { return thread.entered.load(); }));
-    EXPECT_TRUE(thread.cancelThread());
-    EXPECT_FALSE(thread.looping());
-    // cancelThread does not wait; the body ends by itself.
-    ASSERT_TRUE(waitUntil([&] { return thread.isThreadOver(); }));
-    log.clear();
-    EXPECT_FALSE(thread.destroyThread());
-    EXPECT_THAT(log.messages(), ElementsAre(textf(kExited, &thread, "Cancelled")));
 }
 
 TEST(CThread, DestroyFromInsideThreadProcDoesNotWait) {
@@ -225,14 +208,26 @@ TEST(CThread, FailedStartLeavesObjectRestartable) {
 
 TEST(CThread, WatchDogBoundariesOnTheClock) {
     FakeClock clock(100);
-    ProbeThread thread("Dog", ProbeThread::loopUntilStopped);
-    thread.setTimeout(5);  // expiry 105
+    EXPECT_FALSE(CThread::setCurrentTimeout(10));  // the test's thread is no CThread
+    std::atomic<int> result{-1};
+    ProbeThread thread("Dog", [&](ProbeThread& self) {
+        result.store(CThread::setCurrentTimeout(5) ? 1 : 0);  // expiry 105
+        ProbeThread::loopUntilStopped(self);
+    });
+    ASSERT_TRUE(thread.createThread());
+    ASSERT_TRUE(waitUntil([&] { return result.load() != -1; }));
+    EXPECT_EQ(1, result.load());
     clock.set(105);
     EXPECT_FALSE(thread.isTimeout());
     clock.set(106);
     EXPECT_TRUE(thread.isTimeout());
     thread.setTimeout(0);
     EXPECT_FALSE(thread.isTimeout());
+    thread.setTimeout(5);  // expiry 111
+    clock.set(111);
+    EXPECT_FALSE(thread.isTimeout());
+    clock.set(112);
+    EXPECT_TRUE(thread.isTimeout());
 
     thread.setTimeout(10, 50);  // expiry 60, from the caller's time
     EXPECT_TRUE(thread.isTimeout());
@@ -241,25 +236,6 @@ TEST(CThread, WatchDogBoundariesOnTheClock) {
     EXPECT_FALSE(thread.isTimeout());
     clock.set(196);
     EXPECT_TRUE(thread.isTimeout());
-}
-
-TEST(CThread, SetCurrentTimeoutOnlyForRegisteredThreads) {
-    FakeClock clock(1000);
-    EXPECT_FALSE(CThread::setCurrentTimeout(10));  // the test's thread is no CThread
-    std::atomic<int> result{-1};
-    std::atomic<bool> proceed{false};
-    ProbeThread thread("Current", [&](ProbeThread& self) {
-        result.store(CThread::setCurrentTimeout(20) ? 1 : 0);  // expiry 1020
-        while (self.looping() && !proceed.load()) CThread::sleep(1);
-    });
-    ASSERT_TRUE(thread.createThread());
-    ASSERT_TRUE(waitUntil([&] { return result.load() != -1; }));
-    EXPECT_EQ(1, result.load());
-    clock.set(1020);
-    EXPECT_FALSE(thread.isTimeout());
-    clock.set(1021);
-    EXPECT_TRUE(thread.isTimeout());
-    proceed.store(true);
     EXPECT_TRUE(thread.destroyThread());
 }
 
@@ -275,22 +251,16 @@ namespace {
 std::atomic<int> g_liteCalls{0};
 std::atomic<bool> g_selfDeleted{false};
 
-void liteBody(CThreadLite& self) {
-    g_liteCalls.fetch_add(1);
-    while (self.looping()) CThread::sleep(1);
-}
-
-void deleteSelf(CThreadLite& self) {
-    delete &self;  // the owner goes on its own thread; the body must still end cleanly
-    g_selfDeleted.store(true);
-}
-
 }  // namespace
 
 TEST(CThreadLite, RunsDelegateAndStopsInDestructor) {
     int id = -1;
     {
-        CThreadLite lite(CThreadLite::ThreadProc(&liteBody), "Lite");
+        CThreadLite lite(CThreadLite::ThreadProc(+[](CThreadLite& self) {
+                             g_liteCalls.fetch_add(1);
+                             while (self.looping()) CThread::sleep(1);
+                         }),
+                         "Lite");
         ASSERT_TRUE(lite.createThread());
         ASSERT_TRUE(waitUntil([&] { return g_liteCalls.load() == 1 && lite.getThreadID() != -1; }));
         id = lite.getThreadID();
@@ -308,7 +278,11 @@ TEST(CThreadLite, RunsDelegateAndStopsInDestructor) {
 
 TEST(CThreadLite, DeletedFromItsOwnThread) {
     KernaTest::LogCapture log(4);
-    CThreadLite* lite = new CThreadLite(CThreadLite::ThreadProc(&deleteSelf), "Orphan");
+    CThreadLite* lite = new CThreadLite(CThreadLite::ThreadProc(+[](CThreadLite& self) {
+                                            delete &self;  // the body must still end cleanly
+                                            g_selfDeleted.store(true);
+                                        }),
+                                        "Orphan");
     ASSERT_TRUE(lite->createThread());
     ASSERT_TRUE(waitUntil([&] { return g_selfDeleted.load(); }));
     EXPECT_THAT(log.messages(),

@@ -79,13 +79,11 @@ public:
 
     std::atomic<int> runs{0};
     std::atomic<int> seenId{-1};
-    std::atomic<bool> entered{false};
 
 protected:
     void threadProc() override {
         seenId.store(getCurrentThreadID());
         runs.fetch_add(1);
-        entered.store(true);
         m_body(*this);
     }
 

@@ -35,10 +35,7 @@ typedef flex_string<char, std::char_traits<char>, std::allocator<char>,
 
 // ---- layout ------------------------------------------------------------------------------
 
-static_assert(sizeof(String) == 32, "one 32-byte buffer");
-static_assert(alignof(String) == 8, "aligned as char*");
 static_assert(sizeof(Heap) == sizeof(void*), "AllocatorStringStorage is one pointer");
-static_assert(sizeof(MiniStringStorage<char>) == sizeof(void*), "MiniStringStorage is one pointer");
 static_assert(offsetof(Heap::StringBlock, end_) == 0, "end_ first");
 static_assert(offsetof(Heap::StringBlock, capacityEnd_) == 8, "capacityEnd_ second");
 static_assert(offsetof(Heap::StringBlock, chars_) == 16, "characters behind a 16-byte header");
@@ -171,19 +168,6 @@ TEST(FlexString, ShrinkingToSmallSizesFreesTheBlock) {
     EXPECT_EQ("short", copy);
 }
 
-TEST(FlexString, AppendToItselfAcrossTheModeChange) {
-    String s("0123456789");
-    s.append(s);
-    EXPECT_EQ(11, lastByte(s));
-    s += s;  // 20 -> 40 characters: small to large with the source in the old buffer
-    EXPECT_EQ(40u, s.capacity());
-    s.append(s.data() + 5, 30);  // a piece of a large string; reallocates to exactly 70
-    EXPECT_EQ(70u, s.capacity());
-    EXPECT_EQ(
-        std::string("0123456789012345678901234567890123456789") + "567890123456789012345678901234",
-        s.c_str());
-}
-
 TEST(FlexString, AssignmentReusesOnlyABiggerBlockAndSwapMovesBlocks) {
     String target(100, 't');
     const char* block = target.data();
@@ -217,12 +201,10 @@ TEST(FlexString, AssignmentReusesOnlyABiggerBlockAndSwapMovesBlocks) {
 TEST(FlexString, EmptyStoragesAllocateNothing) {
     // Capacity 0 uses the shared constant block, which a write would fault on.
     const Heap::StringBlock& empty = Heap::emptyBlock_;
-    EXPECT_EQ(empty.chars_, empty.end_);
-    EXPECT_EQ(empty.chars_, empty.capacityEnd_);
-    EXPECT_EQ('\0', empty.chars_[0]);
     HeapString s;
     EXPECT_EQ(0u, s.capacity());
     EXPECT_EQ(empty.chars_, s.c_str());
+    EXPECT_STREQ("", s.c_str());
     HeapString copy(s);
     copy.resize(0);
     copy.append("", 0);
@@ -450,15 +432,6 @@ TYPED_TEST(FlexStringDifferential, RandomOperationsMatchStdString) {
 #if GTEST_HAS_DEATH_TEST
 
 // glibc reports a failed assert() as "... Assertion `<condition>' failed."
-[[maybe_unused]] std::string assertionPattern(const std::string& condition) {
-    std::string re = "Assertion `";
-    for (char ch : condition) {
-        if (std::strchr("\\^$.|?*+()[]{}", ch)) re += '\\';
-        re += ch;
-    }
-    return re + "' failed";
-}
-
 TEST(FlexStringDeathTest, IteratorsAndSourcesAreChecked) {
 #ifdef NDEBUG
     GTEST_SKIP() << "assertions are compiled out";
@@ -466,18 +439,19 @@ TEST(FlexStringDeathTest, IteratorsAndSourcesAreChecked) {
     String s;
     s.reserve(64);
     s.assign(10, 'a');  // characters 10 to 63 are capacity, inside the block
-    EXPECT_DEATH(s.replace(s.begin() + 5, s.begin() + 2, "x"), assertionPattern("i1 <= i2"));
+    EXPECT_DEATH(s.replace(s.begin() + 5, s.begin() + 2, "x"), "Assertion `i1 <= i2' failed");
     EXPECT_DEATH(s.replace(s.begin() + 20, s.begin() + 25, "x"),
-                 assertionPattern("begin() <= i1 && i1 <= end()"));
+                 "Assertion `begin\\(\\) <= i1 && i1 <= end\\(\\)' failed");
     EXPECT_DEATH(s.replace(s.begin() + 5, s.begin() + 20, 3, 'y'),
-                 assertionPattern("begin() <= i2 && i2 <= end()"));
+                 "Assertion `begin\\(\\) <= i2 && i2 <= end\\(\\)' failed");
     const char text[] = "xyz";
-    EXPECT_DEATH(s.insert(s.begin() + 20, text, text + 3), assertionPattern("pos <= size()"));
-    EXPECT_DEATH(s.insert(s.begin() + 11, 'q'), assertionPattern("pos <= size()"));
+    EXPECT_DEATH(s.insert(s.begin() + 20, text, text + 3), "Assertion `pos <= size\\(\\)' failed");
+    EXPECT_DEATH(s.insert(s.begin() + 11, 'q'), "Assertion `pos <= size\\(\\)' failed");
     // The storage itself refuses to grow from its own characters.
     Heap storage("abcdef", 6, std::allocator<char>());
-    EXPECT_DEATH(storage.append(storage.begin() + 1, storage.end()),
-                 assertionPattern("!(le(begin(), &*b) && le(&*b, end()))"));
+    EXPECT_DEATH(
+        storage.append(storage.begin() + 1, storage.end()),
+        "Assertion `!\\(le\\(begin\\(\\), &\\*b\\) && le\\(&\\*b, end\\(\\)\\)\\)' failed");
 #endif
 }
 

@@ -46,15 +46,6 @@ std::string runCapturingStdout(const std::vector<const char*>& words) {
     return testing::internal::GetCapturedStdout();
 }
 
-PrintOptions options() {
-    PrintOptions o = {};
-    getPrintOptions(&o);
-    return o;
-}
-const PrintOptions& consoleOptions() {
-    return *static_cast<const PrintOptions*>(Kerna_getPrintOption());
-}
-
 // The log file settings as text: [path][pattern] size number, and the switches that are on.
 std::string fileState() {
     const Detail::LogFileSettings s = Detail::logFileSettings();
@@ -170,7 +161,10 @@ TEST_F(LogControl, OptionSwitchesWriteBothRecords) {
                   {{command, "on"}, "00"},
                   {{command}, "00"}},  // missing word: unchanged
                  [f = field] {
-                     return std::to_string(options().*f) + std::to_string(consoleOptions().*f);
+                     PrintOptions record = {};
+                     getPrintOptions(&record);
+                     const auto* console = static_cast<const PrintOptions*>(Kerna_getPrintOption());
+                     return std::to_string(record.*f) + std::to_string(console->*f);
                  });
     }
     LogCapture capture(6);
@@ -308,16 +302,13 @@ std::vector<std::string> expectedDump(const unsigned char* data, size_t length) 
         std::snprintf(address, sizeof(address), "%p: ", static_cast<const void*>(data + offset));
         std::string row = address;
         std::string text;
-        for (size_t i = 0; i < 16; ++i) {
-            if (offset + i < length) {
-                char group[8];
-                std::snprintf(group, sizeof(group), "%02x ", data[offset + i]);
-                row += group;
-                const unsigned char c = data[offset + i];
-                text += (c < 32 || c > 122) ? '.' : static_cast<char>(c);
-            } else {
-                row += "   ";
+        for (size_t i = offset; i < offset + 16; ++i) {
+            char group[8] = "   ";  // a missing byte
+            if (i < length) {
+                std::snprintf(group, sizeof(group), "%02x ", data[i]);
+                text += (data[i] < 32 || data[i] > 122) ? '.' : static_cast<char>(data[i]);
             }
+            row += group;
         }
         rows.push_back(row + "  " + text + "\n");
         if (offset % 512 == 496) rows.push_back("\n");
