@@ -1,50 +1,52 @@
-// ThreadTestSupport.h - small helpers of the thread tests: bounded waits, a thread object that
-// runs a test-supplied body, and a counter the clock can be driven by.
+// ThreadTestSupport.h - small helpers of the thread tests: bounded waits, expected text built
+// with printf, a thread object that runs a test-supplied body, and counters the monotonic clock
+// can be driven by.
 
 #ifndef KERNA_TESTS_CONCURRENCY_THREADTESTSUPPORT_H_
 #define KERNA_TESTS_CONCURRENCY_THREADTESTSUPPORT_H_
 
-#include "kerna/kerna3/Thread.h"
-#include "kerna/kerna3/Time.h"
-
 #include <atomic>
 #include <chrono>
+#include <cstdarg>
+#include <cstdio>
 #include <functional>
+#include <list>
 #include <string>
 #include <thread>
 
+#include "kerna/kerna3/Thread.h"
+#include "kerna/kerna3/ThreadManager.h"
+#include "kerna/kerna3/Time.h"
 #include "support/LogCapture.h"
 #include "time/MonotonicClock.h"
 
 /// Polls pred every millisecond for at most limitMs; returns its last value.
 template <class Pred>
 bool waitUntil(Pred pred, int limitMs = 10000) {
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
     while (!pred()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return pred();
-        }
+        if (std::chrono::steady_clock::now() > end) return pred();
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
 }
 
-/// How many captured messages equal text.
-inline int countMessages(KernaTest::LogCapture& log, const std::string& text) {
-    int n = 0;
-    for (const std::string& message : log.messages()) {
-        n += message == text ? 1 : 0;
-    }
-    return n;
+/// The text printf would make of pattern and its arguments.
+__attribute__((format(printf, 1, 2))) inline std::string textf(const char* pattern, ...) {
+    char text[256];
+    va_list args;
+    va_start(args, pattern);
+    std::vsnprintf(text, sizeof(text), pattern, args);
+    va_end(args);
+    return text;
 }
 
-/// True if some captured line (with its prefix) ends with suffix.
-inline bool hasLineEndingWith(KernaTest::LogCapture& log, const std::string& suffix) {
-    for (const std::string& line : log.lines()) {
-        if (line.size() >= suffix.size() &&
-            line.compare(line.size() - suffix.size(), suffix.size(), suffix) == 0) {
-            return true;
-        }
+/// True if some registered thread's name starts with prefix.
+inline bool registryHasName(const std::string& prefix) {
+    std::list<Tessaran::Kerna::CThreadManager::ThreadInfo> infos;
+    Tessaran::Kerna::CThreadManager::instance()->getThreadsInfo(infos);
+    for (const auto& info : infos) {
+        if (std::string(info.name).compare(0, prefix.size(), prefix) == 0) return true;
     }
     return false;
 }
@@ -65,29 +67,23 @@ public:
 
     ProbeThread(const char* name, Body body, int priority = 64, int policy = 0, int stackSize = 0)
         : CThread(name, priority, policy, stackSize), m_body(std::move(body)) {}
-
+    // Stops the thread while the body it runs still exists.
     ~ProbeThread() override {
-        if (!isThreadOver()) {
-            destroyThread();
-        }
+        if (!isThreadOver()) destroyThread();
     }
 
     /// Body that runs until asked to stop.
     static void loopUntilStopped(ProbeThread& self) {
-        while (self.looping()) {
-            Tessaran::Kerna::CThread::sleep(1);
-        }
+        while (self.looping()) Tessaran::Kerna::CThread::sleep(1);
     }
 
     std::atomic<int> runs{0};
     std::atomic<int> seenId{-1};
-    std::atomic<bool> entered{false};
 
 protected:
     void threadProc() override {
         seenId.store(getCurrentThreadID());
         runs.fetch_add(1);
-        entered.store(true);
         m_body(*this);
     }
 
@@ -95,26 +91,31 @@ private:
     Body m_body;
 };
 
-/// A counter for the monotonic clock's seam, set by the test.
-struct FakeCounter {
+/// Puts a counter the test sets (`value`) under the monotonic clock for the life of the object;
+/// the clock's next reading is its first use.
+class CounterSeam {
+public:
     static inline std::atomic<unsigned long long> value{0};
+    CounterSeam(unsigned long long start, unsigned long long frequency) {
+        value.store(start);
+        Tessaran::Kerna::Detail::setMonotonicCounterSource(&read, frequency);
+    }
+    ~CounterSeam() { Tessaran::Kerna::Detail::setMonotonicCounterSource(nullptr, 0); }
+    CounterSeam(const CounterSeam&) = delete;
+    CounterSeam& operator=(const CounterSeam&) = delete;
+
+private:
     static unsigned long long read() { return value.load(); }
 };
 
-/// Puts a millisecond counter under the monotonic clock for the life of the object; the clock
-/// starts again at 0 and is then moved to startMs.
-class FakeClock {
+/// A millisecond counter under the clock, read once at 0 ms and then moved to startMs.
+class FakeClock : public CounterSeam {
 public:
-    explicit FakeClock(unsigned long long startMs) {
-        FakeCounter::value.store(1000);
-        Tessaran::Kerna::Detail::setMonotonicCounterSource(&FakeCounter::read, 1000);
+    explicit FakeClock(unsigned long long startMs) : CounterSeam(1000, 1000) {
         Tessaran::Kerna::CTime::getCurrentMilliSecond();  // first use: count 1000 is 0 ms
-        FakeCounter::value.store(1000 + startMs);
+        set(startMs);
     }
-    ~FakeClock() { Tessaran::Kerna::Detail::setMonotonicCounterSource(nullptr, 0); }
-    FakeClock(const FakeClock&) = delete;
-    FakeClock& operator=(const FakeClock&) = delete;
-    void set(unsigned long long ms) { FakeCounter::value.store(1000 + ms); }
+    void set(unsigned long long ms) { value.store(1000 + ms); }
 };
 
 #endif  // KERNA_TESTS_CONCURRENCY_THREADTESTSUPPORT_H_

@@ -5,9 +5,10 @@
 // text built here independently, as the printer receives it.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdio>
 #include <cstring>
-#include <initializer_list>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -26,7 +27,7 @@ namespace {
 
 // Runs one command with an argv of exactly argc heap words, so that a read past the last
 // word is caught by the address sanitizer.
-void run(std::initializer_list<const char*> words) {
+void run(const std::vector<const char*>& words) {
     std::vector<std::unique_ptr<char[]>> storage;
     std::unique_ptr<char*[]> argv(new char*[words.size() == 0 ? 1 : words.size()]);
     int argc = 0;
@@ -38,20 +39,34 @@ void run(std::initializer_list<const char*> words) {
     setLogFilter(argc, argv.get());
 }
 
-std::string runCapturingStdout(std::initializer_list<const char*> words) {
+std::string runCapturingStdout(const std::vector<const char*>& words) {
     testing::internal::CaptureStdout();
     run(words);
     fflush(stdout);
     return testing::internal::GetCapturedStdout();
 }
 
-PrintOptions options() {
-    PrintOptions o = {};
-    getPrintOptions(&o);
-    return o;
+// The log file settings as text: [path][pattern] size number, and the switches that are on.
+std::string fileState() {
+    const Detail::LogFileSettings s = Detail::logFileSettings();
+    return "[" + s.path + "][" + s.directory + "] " + std::to_string(s.maxSize) + " " +
+           std::to_string(s.maxNumber) + (s.oldWay ? " old" : "") + (s.byDay ? " byday" : "") +
+           (s.fileNameTime ? " sec" : "") + (Detail::logFileEnabled() ? " on" : "");
 }
-const PrintOptions& consoleOptions() {
-    return *static_cast<const PrintOptions*>(Kerna_getPrintOption());
+
+// One command and the text `state()` must give after it.
+struct Step {
+    std::vector<const char*> words;
+    std::string state;
+};
+
+void runSteps(const std::vector<Step>& steps, const std::function<std::string()>& state) {
+    for (const Step& step : steps) {
+        run(step.words);
+        std::string command;
+        for (const char* word : step.words) command += std::string(" ") + word;
+        EXPECT_EQ(step.state, state()) << "after" << command;
+    }
 }
 
 // Puts every setting a command can change back to its default.
@@ -98,76 +113,60 @@ TEST_F(LogControl, UsageForNoWordsOrHelpOnly) {
 }
 
 TEST_F(LogControl, LogLevelReadsItsNumberWithoutRangeTest) {
-    run({"-loglevel", "6"});
-    EXPECT_EQ(6, getPrintLogLevel());
-    run({"-loglevel", "-3"});
-    EXPECT_EQ(-3, getPrintLogLevel());
-    run({"-loglevel", " 12abc"});
-    EXPECT_EQ(12, getPrintLogLevel());
-    run({"-loglevel", "99999999999"});  // saturates instead of overflowing
-    EXPECT_EQ(2147483647, getPrintLogLevel());
-    run({"-loglevel"});  // missing number: no row fits
-    EXPECT_EQ(2147483647, getPrintLogLevel());
-    run({"-LOGLEVEL", "2"});  // switches are exact
-    EXPECT_EQ(2147483647, getPrintLogLevel());
+    runSteps({{{"-loglevel", "6"}, "6"},
+              {{"-loglevel", "-3"}, "-3"},
+              {{"-loglevel", " 12abc"}, "12"},
+              {{"-loglevel", "99999999999"}, "2147483647"},  // saturates instead of overflowing
+              {{"-loglevel"}, "2147483647"},                 // missing number: no row fits
+              {{"-LOGLEVEL", "2"}, "2147483647"}},           // switches are exact
+             [] { return std::to_string(getPrintLogLevel()); });
 }
 
 TEST_F(LogControl, ModuleFilterSequence) {
+    // The module switch (0 all off, 1 filtered, 2 all on), then the modules that print.
     LogCapture capture(6);
-    auto printsFrom = [&capture](const char* lib) {
-        capture.clear();
-        logFilter(3, lib, "f", "g", 1, "v", "x\n");
-        return capture.lines().size() == 1;
+    const auto state = [&capture] {
+        std::string text = std::to_string(Detail::g_moduleSwitch.load());
+        for (const char* lib : {"a", "b"}) {
+            capture.clear();
+            logFilter(3, lib, "f", "g", 1, "v", "x\n");
+            text += capture.lines().size() == 1 ? std::string(" ") + lib : "";
+        }
+        return text;
     };
-    run({"-logmodule", "a", "off"});
-    EXPECT_EQ(Detail::moduleFiltered, Detail::g_moduleSwitch.load());
-    EXPECT_FALSE(printsFrom("a"));
-    EXPECT_TRUE(printsFrom("b"));
-    run({"-logmodule", "ON"});  // all on, the map is kept
-    EXPECT_EQ(Detail::moduleAllOn, Detail::g_moduleSwitch.load());
-    EXPECT_TRUE(printsFrom("a"));
-    EXPECT_EQ(1u, Detail::moduleMap().count("a"));
-    run({"-logmodule", "b", "On"});  // a named module brings the map back in force
-    EXPECT_FALSE(printsFrom("a"));
-    EXPECT_TRUE(printsFrom("b"));
-    run({"-logmodule", "a", "maybe", "extra"});  // "3 or more": anything but "on" is off
-    EXPECT_FALSE(Detail::moduleMap()["a"]);
-    run({"-logmodule", "a", "oN"});
-    EXPECT_TRUE(printsFrom("a"));
-    run({"-logmodule", "Off"});
-    EXPECT_EQ(Detail::moduleAllOff, Detail::g_moduleSwitch.load());
-    EXPECT_FALSE(printsFrom("b"));
-    run({"-logmodule", "whatever"});  // any other word: all on
-    EXPECT_EQ(Detail::moduleAllOn, Detail::g_moduleSwitch.load());
-    run({"-logmodule"});
-    EXPECT_EQ(Detail::moduleAllOn, Detail::g_moduleSwitch.load());
+    runSteps({{{"-logmodule", "a", "off"}, "1 b"},  // a module not in the map prints
+              {{"-logmodule", "ON"}, "2 a b"},      // all on, the map is kept ...
+              {{"-logmodule", "b", "On"}, "1 b"},   // ... and a named module brings it back
+              {{"-logmodule", "a", "oN"}, "1 a b"},
+              {{"-logmodule", "a", "maybe", "extra"}, "1 b"},  // "3 or more": not "on" is off
+              {{"-logmodule", "Off"}, "0"},
+              {{"-logmodule"}, "0"},
+              {{"-logmodule", "whatever"}, "2 a b"}},  // any other word: all on
+             state);
 }
 
 TEST_F(LogControl, OptionSwitchesWriteBothRecords) {
-    struct Row {
-        const char* command;
-        bool PrintOptions::*field;
-        bool valueForOn;
-    };
-    const Row rows[] = {{"-logtime", &PrintOptions::noTime, false},
-                        {"-logthread", &PrintOptions::noThread, false},
-                        {"-logversion", &PrintOptions::noVersion, false},
-                        {"-logfunction", &PrintOptions::showFunction, false}};
-    for (const Row& r : rows) {
-        SCOPED_TRACE(r.command);
-        run({r.command, "off"});
-        EXPECT_EQ(!r.valueForOn, options().*r.field);
-        EXPECT_EQ(!r.valueForOn, consoleOptions().*r.field);
-        run({r.command, "ON"});
-        EXPECT_EQ(r.valueForOn, options().*r.field);
-        EXPECT_EQ(r.valueForOn, consoleOptions().*r.field);
-        run({r.command, "sideways"});  // anything but "on" counts as off
-        EXPECT_EQ(!r.valueForOn, options().*r.field);
-        run({r.command, "on"});
-        run({r.command});  // missing word: unchanged
-        EXPECT_EQ(r.valueForOn, options().*r.field);
+    // "on" clears the field, any other word sets it (so "-logfunction off" shows the function
+    // name); the setPrintOptions record and the console copy change together.
+    const std::pair<const char*, bool PrintOptions::*> rows[] = {
+        {"-logtime", &PrintOptions::noTime},
+        {"-logthread", &PrintOptions::noThread},
+        {"-logversion", &PrintOptions::noVersion},
+        {"-logfunction", &PrintOptions::showFunction}};
+    for (const auto& [command, field] : rows) {
+        SCOPED_TRACE(command);
+        runSteps({{{command, "off"}, "11"},
+                  {{command, "ON"}, "00"},
+                  {{command, "sideways"}, "11"},
+                  {{command, "on"}, "00"},
+                  {{command}, "00"}},  // missing word: unchanged
+                 [f = field] {
+                     PrintOptions record = {};
+                     getPrintOptions(&record);
+                     const auto* console = static_cast<const PrintOptions*>(Kerna_getPrintOption());
+                     return std::to_string(record.*f) + std::to_string(console->*f);
+                 });
     }
-    // -logfunction off shows the function name in the prefix.
     LogCapture capture(6);
     run({"-logfunction", "off"});
     logFilter(3, "L", "F", "Ns::Class::method", 7, "v", "m\n");
@@ -176,41 +175,23 @@ TEST_F(LogControl, OptionSwitchesWriteBothRecords) {
 }
 
 TEST_F(LogControl, LogPathNormalisation) {
-    run({"-logpath", "app"});
-    Detail::LogFileSettings s = Detail::logFileSettings();
-    EXPECT_EQ("./app", s.path);
-    EXPECT_EQ("./", s.directory);
-    EXPECT_TRUE(Detail::logFileEnabled());
-
-    run({"-logpath", "logs/app.log", "extra"});
-    s = Detail::logFileSettings();
-    EXPECT_EQ("logs/app.log", s.path);
-    EXPECT_EQ("logs/*", s.directory);
-
-    run({"-logpath", "c:\\logs\\app"});
-    s = Detail::logFileSettings();
-    EXPECT_EQ("c:\\logs\\app", s.path);
-    EXPECT_EQ("c:\\logs\\*", s.directory);
-
-    run({"-logpath", "a\\b/c"});  // the last separator of either kind counts
-    EXPECT_EQ("a\\b/*", Detail::logFileSettings().directory);
-
-    const std::string out = runCapturingStdout({"-logpath", "logs/"});
-    EXPECT_TRUE(testing::internal::RE::FullMatch(out, "\\[LogControl:[0-9]+\\]logDir is invalid\n"))
-        << out;
-    EXPECT_EQ("", Detail::logFileSettings().path);
-    EXPECT_FALSE(Detail::logFileEnabled());
-
-    run({"-logpath", "x"});
-    EXPECT_NE(std::string::npos, runCapturingStdout({"-logpath", "d\\"}).find("logDir is invalid"));
-    EXPECT_EQ("", Detail::logFileSettings().path);
-
-    run({"-logpath", "x"});
-    run({"-logpath", ""});  // cancels
-    EXPECT_EQ("", Detail::logFileSettings().path);
-    run({"-logpath", "kept"});
-    run({"-logpath"});  // missing path: unchanged
-    EXPECT_EQ("./kept", Detail::logFileSettings().path);
+    runSteps({{{"-logpath", "app"}, "[./app][./] 0 0 old on"},
+              {{"-logpath", "logs/app.log", "extra"}, "[logs/app.log][logs/*] 0 0 old on"},
+              {{"-logpath", "c:\\logs\\app"}, "[c:\\logs\\app][c:\\logs\\*] 0 0 old on"},
+              {{"-logpath", "a\\b/c"},
+               "[a\\b/c][a\\b/*] 0 0 old on"},           // the last separator of either kind
+              {{"-logpath", ""}, "[][a\\b/*] 0 0 old"},  // cancels; the pattern is left as it was
+              {{"-logpath", "kept"}, "[./kept][./] 0 0 old on"},
+              {{"-logpath"}, "[./kept][./] 0 0 old on"}},  // missing path: unchanged
+             fileState);
+    for (const char* bad : {"logs/", "d\\"}) {  // refused, and file logging is cancelled too
+        const std::string out = runCapturingStdout({"-logpath", bad});
+        EXPECT_TRUE(
+            testing::internal::RE::FullMatch(out, "\\[LogControl:[0-9]+\\]logDir is invalid\n"))
+            << out;
+        EXPECT_EQ("[][./] 0 0 old", fileState());
+        run({"-logpath", "x"});
+    }
 }
 
 TEST_F(LogControl, SettingsSnapshotsAreConsistentWhileCommandsRun) {
@@ -267,55 +248,30 @@ TEST_F(LogControl, LogSizeIsKilobytesShiftedAs32Bit) {
 
 TEST_F(LogControl, ModuleStatisticsNeedExactlyOneWord) {
     LogCapture capture(6);
-    run({"-logmodulestatistics", "ON"});
-    EXPECT_TRUE(Detail::g_moduleStatistics.load());
+    const auto state = [] { return std::string(Detail::g_moduleStatistics.load() ? "on" : "off"); };
+    runSteps({{{"-logmodulestatistics", "ON"}, "on"}}, state);
     const int length = logFilter(3, "stat", "f", "g", 1, "v", "counted\n");
     EXPECT_EQ(static_cast<uint64_t>(length), getLogStatistics()["stat"].bytes);
-    run({"-logmodulestatistics", "off", "now"});  // three words: no row
-    EXPECT_TRUE(Detail::g_moduleStatistics.load());
-    run({"-logmodulestatistics", "nope"});
-    EXPECT_FALSE(Detail::g_moduleStatistics.load());
-    run({"-logmodulestatistics"});
-    EXPECT_FALSE(Detail::g_moduleStatistics.load());
+    runSteps({{{"-logmodulestatistics", "off", "now"}, "on"},  // three words: no row
+              {{"-logmodulestatistics", "nope"}, "off"},
+              {{"-logmodulestatistics"}, "off"}},
+             state);
 }
 
 TEST_F(LogControl, SaveSettings) {
-    run({"-logsavesetting", "ByDay", "ON", "7"});
-    Detail::LogFileSettings s = Detail::logFileSettings();
-    EXPECT_TRUE(s.byDay);
-    EXPECT_EQ(7, s.maxNumber);
-    EXPECT_FALSE(s.oldWay);
-    EXPECT_EQ(0, s.maxSize);
-
-    run({"-logsavesetting", "BYSIZE", "10", "-3"});  // leaves byDay alone
-    s = Detail::logFileSettings();
-    EXPECT_EQ(10240, s.maxSize);
-    EXPECT_EQ(0, s.maxNumber);
-    EXPECT_TRUE(s.byDay);
-
-    run({"-logsavesetting", "byday", "off", "2"});  // leaves the size alone
-    s = Detail::logFileSettings();
-    EXPECT_FALSE(s.byDay);
-    EXPECT_EQ(2, s.maxNumber);
-    EXPECT_EQ(10240, s.maxSize);
-
-    run({"-logsavesetting", "None"});
-    EXPECT_TRUE(Detail::logFileSettings().oldWay);
-    run({"-logsavesetting", "byday"});                  // two words other than "none": nothing
-    run({"-logsavesetting", "byday", "on"});            // three words: not the byday row
-    run({"-logsavesetting", "bysize", "1", "2", "3"});  // five words: no row
-    run({"-logsavesetting"});
-    s = Detail::logFileSettings();
-    EXPECT_TRUE(s.oldWay);
-    EXPECT_FALSE(s.byDay);
-    EXPECT_EQ(10240, s.maxSize);
-
-    run({"-logsavesetting", "FileNameTime", "SEC"});
-    EXPECT_TRUE(Detail::logFileSettings().fileNameTime);
-    run({"-logsavesetting", "filenametime", "hour"});  // other words do nothing
-    EXPECT_TRUE(Detail::logFileSettings().fileNameTime);
-    run({"-logsavesetting", "filenametime", "Day"});
-    EXPECT_FALSE(Detail::logFileSettings().fileNameTime);
+    // "bysize" leaves by day alone and "byday" the size; rows need their exact word counts.
+    runSteps({{{"-logsavesetting", "ByDay", "ON", "7"}, "[][] 0 7 byday"},
+              {{"-logsavesetting", "BYSIZE", "10", "-3"}, "[][] 10240 0 byday"},
+              {{"-logsavesetting", "byday", "off", "2"}, "[][] 10240 2"},
+              {{"-logsavesetting", "None"}, "[][] 10240 2 old"},
+              {{"-logsavesetting", "byday"}, "[][] 10240 2 old"},
+              {{"-logsavesetting", "byday", "on"}, "[][] 10240 2 old"},
+              {{"-logsavesetting", "bysize", "1", "2", "3"}, "[][] 10240 2 old"},
+              {{"-logsavesetting"}, "[][] 10240 2 old"},
+              {{"-logsavesetting", "FileNameTime", "SEC"}, "[][] 10240 2 old sec"},
+              {{"-logsavesetting", "filenametime", "hour"}, "[][] 10240 2 old sec"},
+              {{"-logsavesetting", "filenametime", "Day"}, "[][] 10240 2 old"}},
+             fileState);
 }
 
 TEST_F(LogControl, NullArgumentsAreRefusedWithALine) {
@@ -346,16 +302,13 @@ std::vector<std::string> expectedDump(const unsigned char* data, size_t length) 
         std::snprintf(address, sizeof(address), "%p: ", static_cast<const void*>(data + offset));
         std::string row = address;
         std::string text;
-        for (size_t i = 0; i < 16; ++i) {
-            if (offset + i < length) {
-                char group[8];
-                std::snprintf(group, sizeof(group), "%02x ", data[offset + i]);
-                row += group;
-                const unsigned char c = data[offset + i];
-                text += (c < 32 || c > 122) ? '.' : static_cast<char>(c);
-            } else {
-                row += "   ";
+        for (size_t i = offset; i < offset + 16; ++i) {
+            char group[8] = "   ";  // a missing byte
+            if (i < length) {
+                std::snprintf(group, sizeof(group), "%02x ", data[i]);
+                text += (data[i] < 32 || data[i] > 122) ? '.' : static_cast<char>(data[i]);
             }
+            row += group;
         }
         rows.push_back(row + "  " + text + "\n");
         if (offset % 512 == 496) rows.push_back("\n");
@@ -363,8 +316,8 @@ std::vector<std::string> expectedDump(const unsigned char* data, size_t length) 
     return rows;
 }
 
-std::vector<std::string> dumped(unsigned char* data, size_t length) {
-    LogCapture capture(5);
+std::vector<std::string> dumped(unsigned char* data, size_t length, int printLevel = 5) {
+    LogCapture capture(printLevel);
     dumpHex(data, length);
     return capture.messages();
 }
@@ -377,6 +330,7 @@ TEST_F(LogControl, DumpHexRows) {
     const char text[] = "Az{|}~ 09\x1f\x7f\x80\xff\t\n z!";  // the edges of the text part
 
     EXPECT_TRUE(dumped(bytes.data(), 0).empty());
+    EXPECT_TRUE(dumped(bytes.data(), 20, 4).empty());  // rows are trace lines
 
     std::vector<std::string> rows =
         dumped(reinterpret_cast<unsigned char*>(const_cast<char*>(text)), 16);
@@ -403,13 +357,4 @@ TEST_F(LogControl, DumpHexRows) {
     EXPECT_EQ('[', lines[0][0]);
     EXPECT_EQ('[', lines[32][0]);
     EXPECT_EQ("\n", lines[32].substr(lines[32].find(']') + 1));
-}
-
-TEST_F(LogControl, DumpHexBelowTraceLevelPrintsNothing) {
-    unsigned char data[20] = {};
-    EXPECT_TRUE([&] {
-        LogCapture capture(4);
-        dumpHex(data, sizeof(data));
-        return capture.lines().empty();
-    }());
 }
