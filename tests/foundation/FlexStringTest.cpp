@@ -84,25 +84,17 @@ typedef flex_string<char, std::char_traits<char>, CA,
 
 // ---- small and large mode ----------------------------------------------------------------
 
+// The discriminator's agreement with size and capacity is checked by the differential test
+// below, after every operation; here, where the characters and the block are.
 TEST(FlexString, SmallAndLargeModeLayout) {
-    String s;
-    EXPECT_EQ(31u, s.capacity());
-    EXPECT_EQ(31, lastByte(s));
-    EXPECT_STREQ("", s.c_str());
-    s = "abc";
-    EXPECT_EQ(28, lastByte(s));
+    String s("abc");
     EXPECT_EQ(reinterpret_cast<const char*>(&s), s.c_str());  // the characters live in the object
     EXPECT_EQ(0, std::memcmp(&s, "abc", 4));
-
     s.assign(31, 'a');
-    EXPECT_EQ(31u, s.capacity());
     EXPECT_EQ(0, lastByte(s));  // the size byte is the terminator
     EXPECT_EQ(reinterpret_cast<const char*>(&s), s.c_str());
-    EXPECT_EQ(std::string(31, 'a'), s.c_str());
 
-    s.push_back('b');  // one more goes large, with exactly the capacity needed
-    EXPECT_EQ(32, lastByte(s));
-    EXPECT_EQ(32u, s.capacity());
+    s.push_back('b');  // one more goes large: the object starts with the block's address
     const Heap::StringBlock* b;
     std::memcpy(&b, &s, sizeof(b));
     const char* chars = reinterpret_cast<const char*>(b) + 16;
@@ -138,10 +130,8 @@ TEST(FlexString, GrowthIsExactAndBlocksAreCapPlus24Bytes) {
 TEST(FlexString, ShrinkingToSmallSizesFreesTheBlock) {
     g_liveBytes = 0;
     CountedString s;
-    s.reserve(32);
+    s.reserve(32);  // large even while empty: one block of 32 + 24 bytes
     EXPECT_EQ(32, lastByte(s));
-    EXPECT_EQ(32u, s.capacity());
-    EXPECT_EQ(0u, s.size());
     EXPECT_EQ(56, g_liveBytes);
     s.resize(5, 'x');
     EXPECT_EQ(26, lastByte(s));

@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "foundation/LogSettings.h"
@@ -223,23 +224,20 @@ TEST_F(LogControl, SettingsSnapshotsAreConsistentWhileCommandsRun) {
 }
 
 TEST_F(LogControl, LogSizeIsKilobytesShiftedAs32Bit) {
-    struct Case {
-        const char* kilobytes;
-        int32_t bytes;
-    };
-    const Case cases[] = {{"1", 1024},
-                          {"0", 0},
-                          {"-5", 0},
-                          {"abc", 0},
-                          {"2097151", 2147482624},  // largest that fits
-                          {"2097152", 0},           // 2^31: negative as 32 bits
-                          {"4194304", 0},           // 2^32: zero as 32 bits
-                          {"4194305", 1024},        // wraps to a small positive value
-                          {"99999999999", 0}};      // saturated, then negative
-    for (const Case& c : cases) {
+    const std::pair<const char*, int32_t> cases[] = {
+        {"1", 1024},
+        {"0", 0},
+        {"-5", 0},
+        {"abc", 0},
+        {"2097151", 2147482624},  // largest that fits
+        {"2097152", 0},           // 2^31: negative as 32 bits
+        {"4194304", 0},           // 2^32: zero as 32 bits
+        {"4194305", 1024},        // wraps to a small positive value
+        {"99999999999", 0}};      // saturated, then negative
+    for (const auto& [kilobytes, bytes] : cases) {
         run({"-logsize", "7"});
-        run({"-logsize", c.kilobytes});
-        EXPECT_EQ(c.bytes, Detail::logFileSettings().maxSize) << c.kilobytes;
+        run({"-logsize", kilobytes});
+        EXPECT_EQ(bytes, Detail::logFileSettings().maxSize) << kilobytes;
     }
     run({"-logsize", "3"});
     run({"-logsize"});
