@@ -102,6 +102,21 @@ private:
           m_attachArg(nullptr) {}
     ~OldPacketInternal();
 
+    // A record on the heap with `extraSize` bytes of extra data beside it (for packets whose
+    // buffer is not in a pool block); null, logged, when memory can't be had.
+    static OldPacketInternal* newWithExtraData(size_t extraSize) {
+        OldPacketInternal* r = new (std::nothrow) OldPacketInternal();
+        if (r == nullptr || extraSize == 0) return r;
+        r->m_extraData = std::malloc(extraSize);
+        if (r->m_extraData == nullptr) {
+            delete r;
+            KERNA_LOG(2, "PacketInternal::create(): malloc failured! size:%lu\n", msgSize(extraSize));
+            raiseFailStatus();
+            return nullptr;
+        }
+        return r;
+    }
+
     // Bytes set aside for the record inside a block: the object and the slack to place it
     // on its own alignment wherever the block's end falls (sizes are aligned to 4 only).
     static uint64_t recordSize() { return sizeof(OldPacketInternal) + alignof(OldPacketInternal) - 1; }
@@ -238,17 +253,8 @@ PacketInternal* OldPacketInternal::createExternal(void* buffer, size_t size, siz
         KERNA_LOG(2, "PacketInternal::create(): external buffer is NULL! size:%lu\n", msgSize(size));
         return nullptr;
     }
-    OldPacketInternal* r = new (std::nothrow) OldPacketInternal();
+    OldPacketInternal* r = newWithExtraData(extraSize);
     if (r == nullptr) return nullptr;
-    if (extraSize != 0) {
-        r->m_extraData = std::malloc(extraSize);
-        if (r->m_extraData == nullptr) {
-            delete r;
-            KERNA_LOG(2, "PacketInternal::create(): malloc failured! size:%lu\n", msgSize(extraSize));
-            raiseFailStatus();
-            return nullptr;
-        }
-    }
     r->m_kind = kindExternal;
     r->m_buffer = static_cast<unsigned char*>(buffer);
     r->m_size = size;
@@ -262,17 +268,8 @@ PacketInternal* OldPacketInternal::createAttached(unsigned int size, const Relea
                                                   size_t extraSize) {
     PacketManagerInternal::instance();
     PacketManagerInternal::getPolicy();
-    OldPacketInternal* r = new (std::nothrow) OldPacketInternal();
+    OldPacketInternal* r = newWithExtraData(extraSize);
     if (r == nullptr) return nullptr;
-    if (extraSize != 0) {
-        r->m_extraData = std::malloc(extraSize);
-        if (r->m_extraData == nullptr) {
-            delete r;
-            KERNA_LOG(2, "PacketInternal::create(): malloc failured! size:%lu\n", msgSize(extraSize));
-            raiseFailStatus();
-            return nullptr;
-        }
-    }
     r->m_attached = true;
     r->m_size = size;
     r->m_capacity = size;
