@@ -117,30 +117,6 @@ TEST(CTimer, PointerOverloadAndReplacement) {
     EXPECT_EQ(p.calls.load(), 1);
 }
 
-TEST(CTimer, SortedInsertNewestFirstAmongEqualDueTimes) {
-    Probe p;
-    CTimer a("a"), b("b"), c("c"), later("later");
-    {
-        FrozenManager frozen;
-        const uint64_t base = frozen.realNow();
-        later.start(valueProc(p), 600000, 0, 0, 0);
-        a.start(valueProc(p), 500000, 0, 0, 0);
-        b.start(valueProc(p), 500000, 0, 0, 0);
-        c.start(valueProc(p), 500000, 0, 0, 0);
-        std::vector<TimerInternal*> list = frozen.list();
-        std::vector<std::string> names;
-        for (TimerInternal* t : list) {
-            if (t->nextTime >= base + 500000) names.push_back(t->name);
-        }
-        EXPECT_EQ(names, (std::vector<std::string>{"c", "b", "a", "later"}));
-        a.stop(false);
-        b.stop(false);
-        c.stop(false);
-        later.stop(false);
-    }
-    EXPECT_EQ(p.calls.load(), 0);
-}
-
 TEST(CTimer, EqualDueTimesFireNewestFirst) {
     std::mutex lock;
     std::vector<int> order;
