@@ -156,15 +156,13 @@ TEST(CAes, FailedConstructionShowsInEveryCall) {
     EXPECT_FALSE(noKey.encrypt(out, in, 16));
     CAes badBits(CAes::modeCTR, key.data(), static_cast<CAes::KeyBits>(100), nullptr);
     EXPECT_FALSE(badBits.encrypt(out, in, 16));
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{"aes init failed.\n", "aes init failed.\n",
-                                                       "AesCBC key is NULL\n", "aes init failed.\n",
-                                                       "aes init failed.\n"}));
+    const std::string failed = "aes init failed.\n";
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{failed, failed, "AesCBC key is NULL\n", failed, failed}));
     log.clear();
-    const char* const lines[] = {"AesECB key is NULL\n", "AesCBC key is NULL\n", "AesCFB8 key is NULL\n",
-                                 "AesCFB128 key is NULL\n", "AesCTR key is NULL\n"};
+    const char* const names[] = {"ECB", "CBC", "CFB8", "CFB128", "CTR"};
     for (int mode = 0; mode < 5; ++mode) {
         CAes aes(static_cast<CAes::EncMode>(mode), nullptr, CAes::keyBits256, nullptr);
-        EXPECT_EQ(log.messages().back(), lines[mode]);
+        EXPECT_EQ(log.messages().back(), std::string("Aes") + names[mode] + " key is NULL\n");
     }
     // Null buffers with data to process are refused.
     log.clear();

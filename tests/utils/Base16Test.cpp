@@ -10,6 +10,8 @@ using namespace KernaTest;
 
 namespace {
 
+const std::string kNoRoom = "dst space is not enough or NULL\n", kNullSrc = "The source data is NULL\n";
+
 std::string encode(const std::string& in) {
     std::string out(2 * in.size() + 1, 'x');
     const size_t n = base16Encode(reinterpret_cast<const unsigned char*>(in.data()), in.size(), &out[0], out.size());
@@ -46,10 +48,7 @@ TEST(Base16, EncodeNeedsRoomForTheTerminator) {
     EXPECT_EQ(base16Encode(src, 2, nullptr, 5), 0u);
     EXPECT_EQ(base16Encode(nullptr, 2, dst, 5), 0u);
     EXPECT_EQ(base16Encode(src, SIZE_MAX / 2 + 1, dst, 5), 0u);  // no overflow in the size test
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{
-                                  "dst space is not enough or NULL\n", "dst space is not enough or NULL\n",
-                                  "dst space is not enough or NULL\n", "The source data is NULL\n",
-                                  "dst space is not enough or NULL\n"}));
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{kNoRoom, kNoRoom, kNoRoom, kNullSrc, kNoRoom}));
 }
 
 TEST(Base16, DecodeAcceptsBothCasesAndRefusesBadInput) {
@@ -64,9 +63,8 @@ TEST(Base16, DecodeAcceptsBothCasesAndRefusesBadInput) {
     EXPECT_EQ(base16Decode("AB0G", 4, dst, 4), 0u);
     EXPECT_EQ(dst[0] | dst[1] | dst[2] | dst[3], 0);
     EXPECT_EQ(base16Decode("0G", 2, dst, 4), 0u);
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{
-                                  "The source data is not base16 encoding\n", "base16 decode failed\n",
-                                  "The source data is not base16 encoding\n", "base16 decode failed\n"}));
+    const std::string bad = "The source data is not base16 encoding\n", failed = "base16 decode failed\n";
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{bad, failed, bad, failed}));
     log.clear();
 
     std::memset(dst, 0x55, sizeof dst);
@@ -76,10 +74,8 @@ TEST(Base16, DecodeAcceptsBothCasesAndRefusesBadInput) {
     EXPECT_EQ(base16Decode("ABCD", 4, nullptr, 4), 0u);
     EXPECT_EQ(base16Decode(nullptr, 4, dst, 4), 0u);
     EXPECT_EQ(dst[0], 0x55);  // refused before anything was cleared
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{
-                                  "The source data length is wrong\n", "The source data length is wrong\n",
-                                  "dst space is not enough or NULL\n", "dst space is not enough or NULL\n",
-                                  "The source data is NULL\n"}));
+    const std::string length = "The source data length is wrong\n";
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{length, length, kNoRoom, kNoRoom, kNullSrc}));
 }
 
 TEST(Base16, RoundTripOfEveryByteAndRandomData) {

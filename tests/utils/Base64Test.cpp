@@ -49,10 +49,7 @@ TEST(Base64, Rfc4648Vectors) {
 }
 
 TEST(Base64, LengthsAndTheIntForms) {
-    EXPECT_EQ(base64EncodeLenEx(0), 1u);
-    EXPECT_EQ(base64EncodeLenEx(1), 5u);
-    EXPECT_EQ(base64EncodeLenEx(3), 5u);
-    EXPECT_EQ(base64EncodeLenEx(4), 9u);
+    // (The encoded lengths are checked with every vector above.)
     EXPECT_EQ(base64DecodeLenEx("YQ=="), 4u);  // two alphabet characters
     EXPECT_EQ(base64DecodeLenEx(""), 1u);
     EXPECT_EQ(base64DecodeLenEx("YWJjZA"), 7u);
@@ -124,12 +121,8 @@ TEST(Base64, NullPointersAreRefused) {
     EXPECT_EQ(base64DecodeEx2(dst, nullptr, 4), 0u);
     EXPECT_EQ(base64Decode(nullptr, "YQ=="), 0);
     EXPECT_EQ(base64DecodeLen(nullptr), 0);
-    const std::vector<std::string> expected = {
-        "dst space is not enough or NULL\n", "The source data is NULL\n", "The source data is NULL\n",
-        "The source data is NULL\n",         "dst space is not enough or NULL\n",
-        "The source data is NULL\n",         "dst space is not enough or NULL\n",
-        "The source data is NULL\n"};
-    EXPECT_EQ(log.messages(), expected);
+    const std::string dst_ = "dst space is not enough or NULL\n", src = "The source data is NULL\n";
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{dst_, src, src, src, dst_, src, dst_, src}));
 }
 
 TEST(Base64, DecodingACutTextEqualsDecodingItsPrefix) {
