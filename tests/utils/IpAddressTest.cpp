@@ -30,6 +30,8 @@ TEST(IpAddress, NumbersAreCutTo8BitsWithoutARangeTest) {
     EXPECT_EQ(stringToIp("300.1.2.3").value, 0x0302012Cu);  // 300 & 0xFF = 44
     EXPECT_EQ(stringToIp("-1.0.0.256").value, 0x000000FFu);
     EXPECT_EQ(stringToIp(" 1. 2.\t3.+4junk").value, 0x04030201u);
+    // strtol saturates at LONG_MAX / LONG_MIN; the low byte of those is 0xFF / 0x00.
+    EXPECT_EQ(stringToIp("99999999999999999999999.4294967297.-99999999999999999999.1").value, 0x010001FFu);
     EXPECT_TRUE(log.messages().empty());
 }
 
@@ -66,9 +68,4 @@ TEST(IpAddress, ReadsAsSscanfDoes) {
         ASSERT_EQ(stringToIp(text.c_str()).value, expected) << "'" << text << "'";
         ASSERT_EQ(log.messages().size(), read == 4 ? 0u : 1u) << "'" << text << "'";
     }
-}
-
-TEST(IpAddress, OverlongNumbersSaturateAsTheCLibraryDoes) {
-    // strtol saturates at LONG_MAX / LONG_MIN; the low byte of those is 0xFF / 0x00.
-    EXPECT_EQ(stringToIp("99999999999999999999999.4294967297.-99999999999999999999.1").value, 0x010001FFu);
 }

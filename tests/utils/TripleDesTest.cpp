@@ -2,11 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstring>
-#include <random>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "kerna/utils/TripleDes.h"
 #include "support/LogCapture.h"
@@ -19,16 +15,15 @@
 #endif
 
 using namespace Tessaran::Utils;
-using KernaTest::Bytes;
-using KernaTest::fromHex;
-using KernaTest::LogCapture;
-using KernaTest::toHex;
+using namespace KernaTest;
 
 namespace {
 
 const std::string kK1 = "0123456789abcdef";
 const std::string kK2 = "23456789abcdef01";
 const std::string kK3 = "456789abcdef0123";
+const std::string kK123 = kK1 + kK2 + kK3;
+constexpr CTripleDes::BlockType k8 = CTripleDes::blockType8, k16 = CTripleDes::blockType16;
 
 Bytes crypt(const std::string& keyHex, CTripleDes::BlockType type, const Bytes* iv, const Bytes& in,
             bool encrypting, bool* result = nullptr) {
@@ -50,35 +45,18 @@ std::string thisText(const void* p) {
 
 TEST(CTripleDes, KnownAnswers) {
     // Single DES, the classic worked example.
-    EXPECT_EQ(toHex(crypt("133457799bbcdff1", CTripleDes::blockType8, nullptr, fromHex("0123456789abcdef"), true)),
-              "85e813540f0ab405");
-    // Three-key Triple DES in ECB, SP 800-67.
-    const Bytes plain = KernaTest::bytesOf("The qufck brown fox jump");
+    EXPECT_EQ(toHex(crypt("133457799bbcdff1", k8, nullptr, fromHex("0123456789abcdef"), true)), "85e813540f0ab405");
+    // Three-key Triple DES in ECB, SP 800-67. (Keys of one or two parts, and equal parts, are
+    // compared with OpenSSL below.)
+    const Bytes plain = bytesOf("The qufck brown fox jump");
     const std::string cipher = "a826fd8ce53b855fcce21c8112256fe668d5c05dd9b6b900";
-    EXPECT_EQ(toHex(crypt(kK1 + kK2 + kK3, CTripleDes::blockType8, nullptr, plain, true)), cipher);
-    EXPECT_EQ(crypt(kK1 + kK2 + kK3, CTripleDes::blockType8, nullptr, fromHex(cipher), false), plain);
-}
-
-TEST(CTripleDes, EqualKeysGiveSingleDes) {
-    std::mt19937 rng(46);
-    const Bytes plain = KernaTest::randomBytes(rng, 64);
-    const Bytes iv = KernaTest::randomBytes(rng, 8);
-    for (const Bytes* v : {static_cast<const Bytes*>(nullptr), &iv}) {
-        const Bytes single = crypt(kK1, CTripleDes::blockType8, v, plain, true);
-        EXPECT_EQ(crypt(kK1 + kK1, CTripleDes::blockType8, v, plain, true), single);
-        EXPECT_EQ(crypt(kK1 + kK1 + kK1, CTripleDes::blockType8, v, plain, true), single);
-        EXPECT_EQ(crypt(kK1 + kK1 + kK1, CTripleDes::blockType8, v, single, false), plain);
-        // A two-key key is a three-key key with K3 = K1.
-        EXPECT_EQ(crypt(kK1 + kK2, CTripleDes::blockType8, v, plain, true),
-                  crypt(kK1 + kK2 + kK1, CTripleDes::blockType8, v, plain, true));
-    }
+    EXPECT_EQ(toHex(crypt(kK123, k8, nullptr, plain, true)), cipher);
+    EXPECT_EQ(crypt(kK123, k8, nullptr, fromHex(cipher), false), plain);
 }
 
 TEST(CTripleDes, EveryCallStartsFromTheConstructorsVector) {
-    const Bytes key = fromHex(kK1 + kK2 + kK3);
-    const Bytes iv = fromHex("1122334455667788");
-    const Bytes plain = KernaTest::bytesOf("sixteen bytes!!!");
-    CTripleDes des(key.data(), key.size(), CTripleDes::blockType8, iv.data());
+    const Bytes key = fromHex(kK123), iv = fromHex("1122334455667788"), plain = bytesOf("sixteen bytes!!!");
+    CTripleDes des(key.data(), key.size(), k8, iv.data());
     Bytes first(16), again(16), halves(16);
     ASSERT_TRUE(des.encrypt(first.data(), plain.data(), 16));
     ASSERT_TRUE(des.encrypt(again.data(), plain.data(), 16));
@@ -95,30 +73,26 @@ TEST(CTripleDes, EveryCallStartsFromTheConstructorsVector) {
 
 TEST(CTripleDes, PartialBlocksAreProcessedWholeAndReported) {
     LogCapture log;
-    const Bytes key = fromHex(kK1 + kK2 + kK3);
-    CTripleDes des(key.data(), key.size(), CTripleDes::blockType8, nullptr);
-    const Bytes plain = KernaTest::bytesOf("twelve bytes");
+    const Bytes key = fromHex(kK123), plain = bytesOf("twelve bytes");
+    CTripleDes des(key.data(), key.size(), k8, nullptr);
     Bytes out(12, 0xEE);
     EXPECT_FALSE(des.encrypt(out.data(), plain.data(), 12));
-    EXPECT_EQ(Bytes(out.begin(), out.begin() + 8),
-              crypt(kK1 + kK2 + kK3, CTripleDes::blockType8, nullptr, Bytes(plain.begin(), plain.begin() + 8), true));
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + 8), crypt(kK123, k8, nullptr, Bytes(plain.begin(), plain.begin() + 8), true));
     EXPECT_EQ(Bytes(out.begin() + 8, out.end()), Bytes(4, 0xEE));
     EXPECT_FALSE(des.decrypt(out.data(), plain.data(), 12));
-    const std::string self = thisText(&des);
-    EXPECT_EQ(log.messages(),
-              (std::vector<std::string>{
-                  "this:" + self + " CTripleDes::encrypt(): size is not the multiple of the 'BlockSize'!!! size:12, real_size:8\n",
-                  "this:" + self + " CTripleDes::decrypt(): size is not the multiple of the 'BlockSize'!!! size:12, real_size:8\n"}));
+    const std::string tail = "(): size is not the multiple of the 'BlockSize'!!! size:12, real_size:8\n";
+    const std::string self = "this:" + thisText(&des) + " CTripleDes::";
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{self + "encrypt" + tail, self + "decrypt" + tail}));
 }
 
 TEST(CTripleDes, BadArguments) {
     LogCapture log;
     const Bytes key = fromHex(kK1);
     unsigned char in[16] = {}, out[16];
-    CTripleDes noKey(key.data(), 0, CTripleDes::blockType8, nullptr);
+    CTripleDes noKey(key.data(), 0, k8, nullptr);
     EXPECT_FALSE(noKey.encrypt(out, in, 8));
     EXPECT_FALSE(noKey.decrypt(out, in, 8));
-    CTripleDes nullKey(nullptr, 8, CTripleDes::blockType8, nullptr);
+    CTripleDes nullKey(nullptr, 8, k8, nullptr);
     EXPECT_FALSE(nullKey.encrypt(out, in, 8));
     const std::string line = "this:" + thisText(&noKey) + " key_length is 0,is unvalid!\n";
     std::vector<std::string> messages = log.messages();
@@ -129,7 +103,7 @@ TEST(CTripleDes, BadArguments) {
     log.clear();
 
     // Null buffers: the line, nothing done, and the result of the length test.
-    CTripleDes des(key.data(), key.size(), CTripleDes::blockType8, nullptr);
+    CTripleDes des(key.data(), key.size(), k8, nullptr);
     EXPECT_TRUE(des.encrypt(out, nullptr, 8));
     EXPECT_TRUE(des.decrypt(nullptr, in, 16));
     EXPECT_FALSE(des.encrypt(out, nullptr, 9));
@@ -147,60 +121,57 @@ TEST(CTripleDes, WideBlocksExchangeAWordBetweenPasses) {
     // The model: three passes of whole single-DES operations on both halves, with the second
     // word of the first half traded for the first word of the second half in between.
     std::mt19937 rng(16);
-    const Bytes key = KernaTest::randomBytes(rng, 24);
-    Tessaran::Utils::Detail::DesSchedule k[3];
-    for (int i = 0; i < 3; ++i) {
-        Tessaran::Utils::Detail::desSetKey(key.data() + 8 * i, i == 1, k[i]);
-    }
-    const Bytes plain = KernaTest::randomBytes(rng, 48);
+    const Bytes key = randomBytes(rng, 24);
+    Detail::DesSchedule k[3];
+    for (int i = 0; i < 3; ++i) Detail::desSetKey(key.data() + 8 * i, i == 1, k[i]);
+    const Bytes plain = randomBytes(rng, 48);
     Bytes expected = plain;
     for (size_t b = 0; b < expected.size(); b += 16) {
         unsigned char* p = expected.data() + b;
         for (int pass = 0; pass < 3; ++pass) {
-            Tessaran::Utils::Detail::desBlock(k[pass], p, p);
-            Tessaran::Utils::Detail::desBlock(k[pass], p + 8, p + 8);
+            Detail::desBlock(k[pass], p, p);
+            Detail::desBlock(k[pass], p + 8, p + 8);
             if (pass < 2)
                 for (int i = 0; i < 4; ++i) std::swap(p[4 + i], p[8 + i]);
         }
     }
     const std::string keyHex = toHex(key);
     bool ok = false;
-    EXPECT_EQ(crypt(keyHex, CTripleDes::blockType16, nullptr, plain, true, &ok), expected);
+    EXPECT_EQ(crypt(keyHex, k16, nullptr, plain, true, &ok), expected);
     EXPECT_TRUE(ok);
-    EXPECT_EQ(crypt(keyHex, CTripleDes::blockType16, nullptr, expected, false), plain);
+    EXPECT_EQ(crypt(keyHex, k16, nullptr, expected, false), plain);
     // 8 bytes are not a whole wide block; with a key of 8 bytes the block stays 8.
     {
         LogCapture log;
-        crypt(keyHex, CTripleDes::blockType16, nullptr, Bytes(8), true, &ok);
+        crypt(keyHex, k16, nullptr, Bytes(8), true, &ok);
         EXPECT_FALSE(ok);
         EXPECT_EQ(log.messages().size(), 1u);
     }
-    crypt(keyHex.substr(0, 16), CTripleDes::blockType16, nullptr, Bytes(8), true, &ok);
+    crypt(keyHex.substr(0, 16), k16, nullptr, Bytes(8), true, &ok);
     EXPECT_TRUE(ok);
     // Wide CBC reads a 16-byte vector and round-trips.
-    const Bytes iv = KernaTest::randomBytes(rng, 16);
-    const Bytes chained = crypt(keyHex, CTripleDes::blockType16, &iv, plain, true);
-    EXPECT_EQ(crypt(keyHex, CTripleDes::blockType16, &iv, chained, false), plain);
+    const Bytes iv = randomBytes(rng, 16);
+    const Bytes chained = crypt(keyHex, k16, &iv, plain, true);
+    EXPECT_EQ(crypt(keyHex, k16, &iv, chained, false), plain);
     Bytes first(plain.begin(), plain.begin() + 16);
     for (int i = 0; i < 16; ++i) first[i] ^= iv[i];
-    EXPECT_EQ(Bytes(chained.begin(), chained.begin() + 16), crypt(keyHex, CTripleDes::blockType16, nullptr, first, true));
+    EXPECT_EQ(Bytes(chained.begin(), chained.begin() + 16), crypt(keyHex, k16, nullptr, first, true));
 }
 
 TEST(CTripleDes, ConcurrentCallsGiveTheSameResults) {
     // Objects shared between threads and objects of their own: every call must give the result
     // computed alone beforehand.
     std::mt19937 rng(3);
-    const Bytes key = KernaTest::randomBytes(rng, 24);
-    const Bytes iv = KernaTest::randomBytes(rng, 8);
-    const Bytes plain = KernaTest::randomBytes(rng, 256);
-    const Bytes expectedCbc = crypt(toHex(key), CTripleDes::blockType8, &iv, plain, true);
-    const Bytes expectedEcb = crypt(toHex(key).substr(0, 32), CTripleDes::blockType8, nullptr, plain, true);
-    CTripleDes shared(key.data(), 24, CTripleDes::blockType8, iv.data());
+    const Bytes key = randomBytes(rng, 24), iv = randomBytes(rng, 8);
+    const Bytes plain = randomBytes(rng, 256);
+    const Bytes expectedCbc = crypt(toHex(key), k8, &iv, plain, true);
+    const Bytes expectedEcb = crypt(toHex(key).substr(0, 32), k8, nullptr, plain, true);
+    CTripleDes shared(key.data(), 24, k8, iv.data());
     std::vector<int> failures(4, 0);
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
-            CTripleDes own(key.data(), 16, CTripleDes::blockType8, nullptr);
+            CTripleDes own(key.data(), 16, k8, nullptr);
             Bytes out(plain.size());
             for (int i = 0; i < 200; ++i) {
                 if (!shared.encrypt(out.data(), plain.data(), plain.size()) || out != expectedCbc) ++failures[t];
@@ -216,7 +187,7 @@ TEST(CTripleDes, ConcurrentCallsGiveTheSameResults) {
 TEST(CTripleDes, MatchesOpenSsl) {
     std::mt19937 rng(673);
     for (size_t keyLength = 1; keyLength <= 30; ++keyLength) {
-        const Bytes key = KernaTest::randomBytes(rng, keyLength);
+        const Bytes key = randomBytes(rng, keyLength);
         // OpenSSL's view: the key zero filled to 24 bytes; K3 = K1 for keys of 9 to 16 bytes.
         Bytes full(key.begin(), key.begin() + std::min<size_t>(keyLength, 24));
         full.resize(24, 0);
@@ -224,10 +195,10 @@ TEST(CTripleDes, MatchesOpenSsl) {
         DES_key_schedule ks[3];
         for (int i = 0; i < 3; ++i) DES_set_key_unchecked(reinterpret_cast<const_DES_cblock*>(full.data() + 8 * i), &ks[i]);
         for (bool cbc : {false, true}) {
-            const Bytes iv = KernaTest::randomBytes(rng, 8);
-            CTripleDes des(key.data(), keyLength, CTripleDes::blockType8, cbc ? iv.data() : nullptr);
+            const Bytes iv = randomBytes(rng, 8);
+            CTripleDes des(key.data(), keyLength, k8, cbc ? iv.data() : nullptr);
             for (size_t n = 8; n <= 300; n += 8 + 8 * (rng() % 4)) {
-                const Bytes plain = KernaTest::randomBytes(rng, n);
+                const Bytes plain = randomBytes(rng, n);
                 Bytes ours(n), theirs(n), back(n);
                 ASSERT_TRUE(des.encrypt(ours.data(), plain.data(), n));
                 DES_cblock chain;

@@ -1,14 +1,18 @@
 // UtilsTestSupport.h
 //
-// Shared helpers of utils_test: hexadecimal text to bytes and back, seeded random data, and
-// random splits of a length for feeding streams in pieces.
+// Shared helpers of utils_test: hexadecimal text to bytes and back, seeded random data, random
+// splits of a length for feeding streams in pieces, and forcing the reference code paths. It
+// brings the standard headers the digest and cipher tests use.
 #ifndef KERNA_TESTS_UTILS_UTILSTESTSUPPORT_H_
 #define KERNA_TESTS_UTILS_UTILSTESTSUPPORT_H_
 
 #include <cstddef>
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
+
+#include "utils/Accel.h"
 
 namespace KernaTest {
 
@@ -34,6 +38,15 @@ inline std::string toHex(const Bytes& b) { return toHex(b.data(), b.size()); }
 
 inline Bytes bytesOf(const std::string& s) { return Bytes(s.begin(), s.end()); }
 
+inline const unsigned char* u8(const char* s) { return reinterpret_cast<const unsigned char*>(s); }
+
+/// Forces the portable reference code (or the CPU's instructions) while it lives; objects choose
+/// their path when they are made.
+struct ReferenceOnly {
+    explicit ReferenceOnly(bool on) { Tessaran::Utils::Detail::setReferenceOnly(on); }
+    ~ReferenceOnly() { Tessaran::Utils::Detail::setReferenceOnly(false); }
+};
+
 inline Bytes randomBytes(std::mt19937& rng, size_t n) {
     Bytes b(n);
     for (auto& c : b) c = static_cast<unsigned char>(rng());
@@ -52,6 +65,16 @@ inline std::vector<size_t> randomSplit(std::mt19937& rng, size_t total) {
         left -= piece;
     }
     return parts;
+}
+
+/// Calls `feed(offset, length)` for random consecutive pieces of `total` bytes.
+template <typename F>
+void feedInPieces(std::mt19937& rng, size_t total, F feed) {
+    size_t at = 0;
+    for (size_t piece : randomSplit(rng, total)) {
+        feed(at, piece);
+        at += piece;
+    }
 }
 
 /// Lengths for differential tests: every length 0 to 300 and some large ones.
