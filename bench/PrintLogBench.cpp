@@ -5,7 +5,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "kerna/kerna3/PrintLog.h"
 
 #ifdef KERNA_BENCH_HAVE_SPDLOG

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "foundation/ErrorTable.h"
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/ThreadSpecific.h"
 

@@ -14,7 +14,7 @@
 #include <cstring>
 #include <string>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "foundation/LogSettings.h"
 #include "foundation/PrintState.h"
 #include "kerna/kerna3/Mutex.h"

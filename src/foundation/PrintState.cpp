@@ -11,8 +11,6 @@ namespace Tessaran {
 namespace Kerna {
 namespace Detail {
 
-std::atomic<int> g_printLevel{4};
-std::atomic<int> g_moduleSwitch{moduleAllOn};
 std::atomic<int> g_lineComplete{1};
 std::atomic<int> g_colorReset{1};
 PrintOptions g_printOptions = {};

@@ -10,18 +10,13 @@
 #include <map>
 #include <string>
 
+#include "base/Log.h"
 #include "kerna/kerna3/PrintLog.h"
 
 namespace Tessaran {
 namespace Kerna {
 namespace Detail {
 
-/// Module switch values.
-enum ModuleSwitch { moduleAllOff = 0, moduleFiltered = 1, moduleAllOn = 2 };
-
-/// The print level and the module switch: plain process-wide values (relaxed atomics).
-extern std::atomic<int> g_printLevel;
-extern std::atomic<int> g_moduleSwitch;
 /// Line state of the console layer.
 extern std::atomic<int> g_lineComplete;
 extern std::atomic<int> g_colorReset;
@@ -30,12 +25,6 @@ extern PrintOptions g_printOptions;
 extern PrintOptions g_consoleOptions;
 /// Module statistics on or off.
 extern std::atomic<bool> g_moduleStatistics;
-
-/// The two integer tests of a print call: level within the print level and printing not off.
-inline bool printWouldPass(int level) {
-    return level <= g_printLevel.load(std::memory_order_relaxed) &&
-           g_moduleSwitch.load(std::memory_order_relaxed) != moduleAllOff;
-}
 
 /// Names a module on (true) or off (false) in the module map and marks the filter as used.
 void setModuleEnabled(const std::string& libName, bool on);

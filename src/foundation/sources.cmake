@@ -3,7 +3,4 @@ target_sources(kerna_obj PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PrintState.cpp
   ${CMAKE_CURRENT_LIST_DIR}/LogFile.cpp
   ${CMAKE_CURRENT_LIST_DIR}/LogControl.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/Log.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/Testing.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/Startup.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Error.cpp)

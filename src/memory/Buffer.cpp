@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 
 namespace Tessaran {
 namespace Memory {

@@ -14,7 +14,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "memory/PacketInternal.h"
 #include "memory/PacketManagerInternal.h"
 

@@ -11,7 +11,7 @@
 #include <cstring>
 #include <map>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "memory/PacketManagerInternal.h"
 #include "platform/Tls.h"
 

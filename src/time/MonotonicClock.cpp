@@ -9,7 +9,7 @@
 
 #include <atomic>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "platform/Clock.h"
 #include "time/MonotonicClock.h"
 

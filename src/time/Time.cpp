@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "kerna/kerna3/Mutex.h"
 #include "platform/WallClock.h"
 #include "time/Calendar.h"

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <new>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "utils/Accel.h"
 #include "utils/AesCore.h"
 

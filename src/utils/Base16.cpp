@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 
 namespace Tessaran {
 namespace Utils {

@@ -11,7 +11,7 @@
 #include <cstring>
 #include <new>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "utils/CharsetTables.h"
 
 namespace Tessaran {

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "utils/Accel.h"
 #include "utils/CrcInternal.h"
 

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 
 namespace Tessaran {
 namespace Utils {

@@ -8,7 +8,7 @@
 
 #include <climits>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "kerna/utils/StringUtil.h"
 
 namespace Tessaran {

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <new>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "utils/Accel.h"
 #include "utils/Sha1Blocks.h"
 

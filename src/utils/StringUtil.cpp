@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 
 namespace Tessaran {
 namespace Utils {

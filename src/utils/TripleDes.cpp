@@ -11,7 +11,7 @@
 #include <cstring>
 #include <new>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "utils/Accel.h"
 #include "utils/DesCore.h"
 

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "concurrency/ReadWriteMutexInternal.h"
+#include "sync/ReadWriteMutexInternal.h"
 #include "kerna/kerna3/AtomicCount.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/Process.h"

@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "ThreadTestSupport.h"
-#include "concurrency/ExitRoutine.h"
-#include "concurrency/ThreadLoadingController.h"
-#include "concurrency/ThreadManagerInternal.h"
+#include "base/ExitRoutine.h"
+#include "threads/ThreadLoadingController.h"
+#include "threads/ThreadManagerInternal.h"
 #include "kerna/kerna3/ThreadManager.h"
 
 using Tessaran::Kerna::CThread;

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "ThreadTestSupport.h"
-#include "concurrency/ThreadInternal.h"
+#include "threads/ThreadInternal.h"
 #include "kerna/kerna3/Thread.h"
 
 using Tessaran::Kerna::CThread;

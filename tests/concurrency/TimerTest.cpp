@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "concurrency/TimerInternal.h"
+#include "threads/TimerInternal.h"
 #include "kerna/kerna3/Semaphore.h"
 #include "kerna/kerna3/Thread.h"
 #include "kerna/kerna3/Time.h"

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "foundation/PrintState.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
 #include "platform/Tls.h"

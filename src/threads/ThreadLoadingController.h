@@ -6,8 +6,8 @@
 // while it holds entries. No path of the library adds entries; CThread::load only checks its
 // argument.
 
-#ifndef KERNA_SRC_CONCURRENCY_THREADLOADINGCONTROLLER_H_
-#define KERNA_SRC_CONCURRENCY_THREADLOADINGCONTROLLER_H_
+#ifndef KERNA_SRC_THREADS_THREADLOADINGCONTROLLER_H_
+#define KERNA_SRC_THREADS_THREADLOADINGCONTROLLER_H_
 
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/Thread.h"
@@ -64,4 +64,4 @@ private:
 }  // namespace Kerna
 }  // namespace Tessaran
 
-#endif  // KERNA_SRC_CONCURRENCY_THREADLOADINGCONTROLLER_H_
+#endif  // KERNA_SRC_THREADS_THREADLOADINGCONTROLLER_H_

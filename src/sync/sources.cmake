@@ -5,9 +5,4 @@ target_sources(kerna_obj PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/Semaphore.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ThreadSpecific.cpp
   ${CMAKE_CURRENT_LIST_DIR}/AtomicCount.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/Process.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/ExitRoutine.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/Thread.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/ThreadManager.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/ThreadLoadingController.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/Timer.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/Process.cpp)

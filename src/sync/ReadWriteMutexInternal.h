@@ -1,13 +1,13 @@
 // ReadWriteMutexInternal.h
 //
 // The implementation object of CReadWriteMutex, private to the library and its tests.
-#ifndef KERNA_SRC_CONCURRENCY_READWRITEMUTEXINTERNAL_H_
-#define KERNA_SRC_CONCURRENCY_READWRITEMUTEXINTERNAL_H_
+#ifndef KERNA_SRC_SYNC_READWRITEMUTEXINTERNAL_H_
+#define KERNA_SRC_SYNC_READWRITEMUTEXINTERNAL_H_
 
 #include <atomic>
 #include <cstdint>
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "kerna/kerna3/ReadWriteMutex.h"
 #include "platform/Lock.h"
 
@@ -142,4 +142,4 @@ public:
 }  // namespace Kerna
 }  // namespace Tessaran
 
-#endif  // KERNA_SRC_CONCURRENCY_READWRITEMUTEXINTERNAL_H_
+#endif  // KERNA_SRC_SYNC_READWRITEMUTEXINTERNAL_H_

@@ -7,10 +7,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "concurrency/ExitRoutine.h"
-#include "concurrency/ThreadInternal.h"
-#include "concurrency/ThreadManagerInternal.h"
-#include "foundation/Log.h"
+#include "base/ExitRoutine.h"
+#include "threads/ThreadInternal.h"
+#include "threads/ThreadManagerInternal.h"
+#include "base/Log.h"
 #include "platform/Tls.h"
 
 namespace Tessaran {

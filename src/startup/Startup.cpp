@@ -5,8 +5,8 @@
 // first use, and nothing else in the library has a dynamic initializer, since C++ does not order
 // the initialisation of different units. The packet managers are deliberately not made here:
 // they are made on first use, so that a program can still choose a pool policy from main.
-#include "concurrency/FunctionReuse.h"
-#include "concurrency/ThreadLoadingController.h"
+#include "sync/FunctionReuse.h"
+#include "threads/ThreadLoadingController.h"
 #include "foundation/ErrorTable.h"
 #include "kerna/kerna3/Error.h"
 #include "kerna/kerna3/ThreadManager.h"

@@ -3,7 +3,7 @@
 // CSemaphore over the platform semaphore (maximum 2147483647; timed waits on the monotonic clock).
 #include "kerna/kerna3/Semaphore.h"
 
-#include "foundation/Log.h"
+#include "base/Log.h"
 #include "platform/Lock.h"
 
 namespace Tessaran {

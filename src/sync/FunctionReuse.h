@@ -1,8 +1,8 @@
 // FunctionReuse.h
 //
 // The process-wide thread-local slot behind getCurrentFunctionReuse, made at library start.
-#ifndef KERNA_SRC_CONCURRENCY_FUNCTIONREUSE_H_
-#define KERNA_SRC_CONCURRENCY_FUNCTIONREUSE_H_
+#ifndef KERNA_SRC_SYNC_FUNCTIONREUSE_H_
+#define KERNA_SRC_SYNC_FUNCTIONREUSE_H_
 
 #include "kerna/kerna3/ThreadSpecific.h"
 
@@ -17,4 +17,4 @@ CThreadSpecific& functionReuseSlot();
 }  // namespace Kerna
 }  // namespace Tessaran
 
-#endif  // KERNA_SRC_CONCURRENCY_FUNCTIONREUSE_H_
+#endif  // KERNA_SRC_SYNC_FUNCTIONREUSE_H_

@@ -13,9 +13,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "concurrency/ThreadInternal.h"
-#include "concurrency/ThreadManagerInternal.h"
-#include "foundation/Log.h"
+#include "threads/ThreadInternal.h"
+#include "threads/ThreadManagerInternal.h"
+#include "base/Log.h"
 #include "platform/Lock.h"
 #include "platform/Thread.h"
 #include "platform/Tls.h"

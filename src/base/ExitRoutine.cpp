@@ -1,6 +1,6 @@
 // ExitRoutine.cpp - registration of singleton exit routines, with a refusal switch for tests.
 
-#include "concurrency/ExitRoutine.h"
+#include "base/ExitRoutine.h"
 
 #include <atomic>
 #include <cstdlib>

@@ -4,8 +4,8 @@
 // (Idle, Starting, Running, Stopping, Over), the watch-dog deadline and the links of the thread
 // registry. loop, running, id and expiry are single words read without the lock.
 
-#ifndef KERNA_SRC_CONCURRENCY_THREADINTERNAL_H_
-#define KERNA_SRC_CONCURRENCY_THREADINTERNAL_H_
+#ifndef KERNA_SRC_THREADS_THREADINTERNAL_H_
+#define KERNA_SRC_THREADS_THREADINTERNAL_H_
 
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/Thread.h"
@@ -66,4 +66,4 @@ public:
 }  // namespace Kerna
 }  // namespace Tessaran
 
-#endif  // KERNA_SRC_CONCURRENCY_THREADINTERNAL_H_
+#endif  // KERNA_SRC_THREADS_THREADINTERNAL_H_

@@ -9,9 +9,9 @@
 
 #include <cstring>
 
-#include "concurrency/ExitRoutine.h"
-#include "concurrency/TimerInternal.h"
-#include "foundation/Log.h"
+#include "base/ExitRoutine.h"
+#include "threads/TimerInternal.h"
+#include "base/Log.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/PrintLog.h"
 #include "kerna/kerna3/Time.h"

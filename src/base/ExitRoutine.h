@@ -4,8 +4,8 @@
 // holder to run at process exit. Registration can be refused; the singleton then logs
 // "atexit failed!" and lives on. Tests can make registration refuse, to reach that path.
 
-#ifndef KERNA_SRC_CONCURRENCY_EXITROUTINE_H_
-#define KERNA_SRC_CONCURRENCY_EXITROUTINE_H_
+#ifndef KERNA_SRC_BASE_EXITROUTINE_H_
+#define KERNA_SRC_BASE_EXITROUTINE_H_
 
 namespace Tessaran {
 namespace Kerna {
@@ -21,4 +21,4 @@ void refuseExitRoutines(bool refuse);
 }  // namespace Kerna
 }  // namespace Tessaran
 
-#endif  // KERNA_SRC_CONCURRENCY_EXITROUTINE_H_
+#endif  // KERNA_SRC_BASE_EXITROUTINE_H_

@@ -6,7 +6,7 @@
 #include <stdint.h>
 #include <string.h>
 
-#include "concurrency/FunctionReuse.h"
+#include "sync/FunctionReuse.h"
 #include "kerna/kerna3/Function.h"
 #include "kerna/kerna3/PrintLog.h"
 #include "platform/Process.h"

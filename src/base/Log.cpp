@@ -2,13 +2,16 @@
 //
 // The library's own log call: the source position of KERNA_LOG turned into the file and function
 // texts of a line.
-#include "foundation/Log.h"
+#include "base/Log.h"
 
 #include <string.h>
 
 namespace Tessaran {
 namespace Kerna {
 namespace Detail {
+
+std::atomic<int> g_printLevel{4};
+std::atomic<int> g_moduleSwitch{moduleAllOn};
 
 const char* functionName(const char* pretty, char* out, unsigned size) {
     if (size == 0) return "";

@@ -5,15 +5,30 @@
 // class, and the line. Below the print level it costs two integer tests. KERNA_ASSERT and
 // KERNA_ASSERT_MSG end the process through the assertion reports of the print path, naming the
 // full function signature.
-#ifndef KERNA_SRC_FOUNDATION_LOG_H_
-#define KERNA_SRC_FOUNDATION_LOG_H_
+#ifndef KERNA_SRC_BASE_LOG_H_
+#define KERNA_SRC_BASE_LOG_H_
 
-#include "foundation/PrintState.h"
+#include <atomic>
+
 #include "kerna/kerna3/PrintLog.h"
 
 namespace Tessaran {
 namespace Kerna {
 namespace Detail {
+
+/// Module switch values.
+enum ModuleSwitch { moduleAllOff = 0, moduleFiltered = 1, moduleAllOn = 2 };
+
+/// The print level and the module switch: plain process-wide values (relaxed atomics), kept
+/// here so that every floor of the library can test them before it builds a line.
+extern std::atomic<int> g_printLevel;
+extern std::atomic<int> g_moduleSwitch;
+
+/// The two integer tests of a print call: level within the print level and printing not off.
+inline bool printWouldPass(int level) {
+    return level <= g_printLevel.load(std::memory_order_relaxed) &&
+           g_moduleSwitch.load(std::memory_order_relaxed) != moduleAllOff;
+}
 
 /// logFilter with the library's own name and version, the function name taken from a
 /// __PRETTY_FUNCTION__ text and the file name from a __FILE__ text.
@@ -48,4 +63,4 @@ const char* sourceName(const char* file, char* out, unsigned size);
             : ::Tessaran::Kerna::Detail::assertionFailedMsg(#expr, message, __PRETTY_FUNCTION__, \
                                                             __FILE__, __LINE__))
 
-#endif  // KERNA_SRC_FOUNDATION_LOG_H_
+#endif  // KERNA_SRC_BASE_LOG_H_

@@ -13,7 +13,7 @@
 
 #include <new>
 
-#include "concurrency/ReadWriteMutexInternal.h"
+#include "sync/ReadWriteMutexInternal.h"
 
 namespace Tessaran {
 namespace Kerna {

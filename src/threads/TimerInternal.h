@@ -3,8 +3,8 @@
 // The timer list and its worker pool, private to the library and its tests: TimerInternal (one
 // armed or idle timer, linked into the sorted list), CTimerThread (a pooled worker) and
 // TimerManagerInternal (the manager thread, the list and the pool under one recursive lock).
-#ifndef KERNA_SRC_CONCURRENCY_TIMERINTERNAL_H_
-#define KERNA_SRC_CONCURRENCY_TIMERINTERNAL_H_
+#ifndef KERNA_SRC_THREADS_TIMERINTERNAL_H_
+#define KERNA_SRC_THREADS_TIMERINTERNAL_H_
 
 #include <atomic>
 #include <cstdint>
@@ -114,4 +114,4 @@ private:
 }  // namespace Kerna
 }  // namespace Tessaran
 
-#endif  // KERNA_SRC_CONCURRENCY_TIMERINTERNAL_H_
+#endif  // KERNA_SRC_THREADS_TIMERINTERNAL_H_

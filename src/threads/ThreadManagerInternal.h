@@ -4,8 +4,8 @@
 // thread enters and leaves it by itself, from its body; the registry owns nothing in it.
 // Lock order: the registry's mutex first, then a ThreadInternal's mutex.
 
-#ifndef KERNA_SRC_CONCURRENCY_THREADMANAGERINTERNAL_H_
-#define KERNA_SRC_CONCURRENCY_THREADMANAGERINTERNAL_H_
+#ifndef KERNA_SRC_THREADS_THREADMANAGERINTERNAL_H_
+#define KERNA_SRC_THREADS_THREADMANAGERINTERNAL_H_
 
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/ThreadManager.h"
@@ -70,4 +70,4 @@ private:
 }  // namespace Kerna
 }  // namespace Tessaran
 
-#endif  // KERNA_SRC_CONCURRENCY_THREADMANAGERINTERNAL_H_
+#endif  // KERNA_SRC_THREADS_THREADMANAGERINTERNAL_H_

@@ -1,11 +1,11 @@
 // ThreadLoadingController.cpp - the duty-cycle counters of CThreadLoadingController.
 
-#include "concurrency/ThreadLoadingController.h"
+#include "threads/ThreadLoadingController.h"
 
 #include <atomic>
 
-#include "concurrency/ExitRoutine.h"
-#include "foundation/Log.h"
+#include "base/ExitRoutine.h"
+#include "base/Log.h"
 
 namespace Tessaran {
 namespace Kerna {
