@@ -5,6 +5,12 @@
 // class, and the line. Below the print level it costs two integer tests. KERNA_ASSERT and
 // KERNA_ASSERT_MSG end the process through the assertion reports of the print path, naming the
 // full function signature.
+//
+// No line is printed while a library lock is held: a printer or listener may do anything,
+// including calling the library again from another thread and waiting for it. Code that may
+// print under a lock opens a HeldLines scope before it takes the lock; KERNA_LOG then builds each
+// line (the message with its values as they are under the lock) and keeps it, and the scope
+// prints the kept lines, in order, when it ends after the lock has been left.
 #ifndef KERNA_SRC_BASE_LOG_H_
 #define KERNA_SRC_BASE_LOG_H_
 
@@ -34,6 +40,18 @@ inline bool printWouldPass(int level) {
 /// __PRETTY_FUNCTION__ text and the file name from a __FILE__ text.
 int logAt(int level, const char* file, const char* prettyFunction, int line, const char* format, ...)
     __attribute__((format(printf, 5, 6)));
+
+/// While one lives on a thread, the library's own lines (KERNA_LOG) of that thread are kept
+/// instead of printed; the outermost scope of the thread prints them, in order, when it ends.
+/// Open it before taking a lock under which something may print, so that it ends after the
+/// lock is left.
+class HeldLines {
+public:
+    HeldLines();
+    ~HeldLines();
+    HeldLines(const HeldLines&) = delete;
+    HeldLines& operator=(const HeldLines&) = delete;
+};
 
 /// "Tessaran::Utils::CMd5::final" from "void Tessaran::Utils::CMd5::final(unsigned char*)":
 /// without return type and parameters. Writes into `out` (always terminated) and returns it.

@@ -5,7 +5,11 @@
 // on first use and never held together with another lock of the print path.
 #include "foundation/PrintState.h"
 
+#include "base/ProcessObject.h"
 #include "kerna/kerna3/Mutex.h"
+#include "platform/Fork.h"
+#include "platform/Lock.h"
+#include "sync/MutexAccess.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -13,33 +17,130 @@ namespace Detail {
 
 std::atomic<int> g_lineComplete{1};
 std::atomic<int> g_colorReset{1};
-PrintOptions g_printOptions = {};
-PrintOptions g_consoleOptions = {};
 std::atomic<bool> g_moduleStatistics{false};
 
 namespace {
+
+// The two option records and the count of writes: odd while a writer is at work. Bytes are read
+// and written one at a time as atomics, so a reader that meets a writer reads again instead of
+// racing with it.
+PrintOptions g_printOptions = {};
+PrintOptions g_consoleOptions = {};
+std::atomic<uint32_t> g_optionWrites{0};
+std::atomic<bool> g_optionForkHandlersAdded{false};
+
+const size_t consoleBytes = 13;  // the used switches; the reserved bytes stay as they are
+
+void loadBytes(const PrintOptions& from, PrintOptions& to, size_t count) {
+    const unsigned char* in = reinterpret_cast<const unsigned char*>(&from);
+    unsigned char* out = reinterpret_cast<unsigned char*>(&to);
+    for (size_t i = 0; i < count; ++i) out[i] = __atomic_load_n(in + i, __ATOMIC_RELAXED);
+}
+
+void storeBytes(const PrintOptions& from, PrintOptions& to, size_t count) {
+    const unsigned char* in = reinterpret_cast<const unsigned char*>(&from);
+    unsigned char* out = reinterpret_cast<unsigned char*>(&to);
+    for (size_t i = 0; i < count; ++i) __atomic_store_n(out + i, in[i], __ATOMIC_RELAXED);
+}
+
+// A writer that the fork left half done would hold every reader of the child for good.
+void optionsAfterForkInChild() {
+    const uint32_t writes = g_optionWrites.load(std::memory_order_relaxed);
+    if (writes & 1u) g_optionWrites.store(writes + 1, std::memory_order_relaxed);
+}
+
+uint32_t beginOptionWrite() {
+    if (!g_optionForkHandlersAdded.load(std::memory_order_acquire) &&
+        !g_optionForkHandlersAdded.exchange(true)) {
+        Platform::addForkHandlers(Platform::forkRankPrint, nullptr, nullptr,
+                                  optionsAfterForkInChild);
+    }
+    uint32_t writes = g_optionWrites.load(std::memory_order_relaxed);
+    for (;;) {
+        if ((writes & 1u) == 0 &&
+            g_optionWrites.compare_exchange_weak(writes, writes + 1, std::memory_order_relaxed)) {
+            break;
+        }
+        if (writes & 1u) {
+            Platform::yieldThread();
+            writes = g_optionWrites.load(std::memory_order_relaxed);
+        }
+    }
+    std::atomic_thread_fence(std::memory_order_release);
+    return writes;
+}
+
+void endOptionWrite(uint32_t writes) { g_optionWrites.store(writes + 2, std::memory_order_release); }
+
+// Copies the records asked for (a null destination is skipped) as they were between two writes.
+void readRecords(PrintOptions* record, PrintOptions* console) {
+    for (;;) {
+        const uint32_t before = g_optionWrites.load(std::memory_order_acquire);
+        if (before & 1u) {
+            Platform::yieldThread();
+            continue;
+        }
+        if (record != nullptr) loadBytes(g_printOptions, *record, sizeof(PrintOptions));
+        if (console != nullptr) loadBytes(g_consoleOptions, *console, sizeof(PrintOptions));
+        std::atomic_thread_fence(std::memory_order_acquire);
+        if (g_optionWrites.load(std::memory_order_relaxed) == before) return;
+    }
+}
 
 std::atomic<bool> g_moduleFilterUsed{false};
 
 struct ModuleState {
     CMutex lock;
     std::map<std::string, bool> modules;
+    ModuleState() { keepLockAcrossFork<ModuleState>(Platform::forkRankPrint); }
+    void published() {}
+    void atProcessExit() {}
 };
-ModuleState& modules() {
-    static ModuleState* state = new ModuleState;  // lives to the end of the process
-    return *state;
-}
+ModuleState& modules() { return *ProcessObject<ModuleState>::get(); }
 
 struct StatisticsState {
     CMutex lock;
     std::map<std::string, LogModuleInfo> counts;
+    StatisticsState() { keepLockAcrossFork<StatisticsState>(Platform::forkRankPrint); }
+    void published() {}
+    void atProcessExit() {}
 };
-StatisticsState& statistics() {
-    static StatisticsState* state = new StatisticsState;
-    return *state;
-}
+StatisticsState& statistics() { return *ProcessObject<StatisticsState>::get(); }
 
 }  // namespace
+
+PrintOptions readPrintOptions() {
+    PrintOptions record;
+    readRecords(&record, nullptr);
+    return record;
+}
+
+PrintOptions readConsoleOptions() {
+    PrintOptions console;
+    readRecords(nullptr, &console);
+    return console;
+}
+
+void readOptionRecords(PrintOptions& record, PrintOptions& console) { readRecords(&record, &console); }
+
+PrintOptions* consoleOptionsRecord() { return &g_consoleOptions; }
+
+void writePrintOptions(const PrintOptions& options) {
+    const uint32_t writes = beginOptionWrite();
+    storeBytes(options, g_printOptions, sizeof(PrintOptions));
+    storeBytes(options, g_consoleOptions, consoleBytes);
+    endOptionWrite(writes);
+}
+
+void writePrintOption(bool PrintOptions::*field, bool value) {
+    const uint32_t writes = beginOptionWrite();
+    const size_t offset = static_cast<size_t>(reinterpret_cast<const unsigned char*>(&(g_printOptions.*field)) -
+                                              reinterpret_cast<const unsigned char*>(&g_printOptions));
+    const unsigned char byte = value ? 1 : 0;
+    __atomic_store_n(reinterpret_cast<unsigned char*>(&g_printOptions) + offset, byte, __ATOMIC_RELAXED);
+    __atomic_store_n(reinterpret_cast<unsigned char*>(&g_consoleOptions) + offset, byte, __ATOMIC_RELAXED);
+    endOptionWrite(writes);
+}
 
 void setModuleEnabled(const std::string& libName, bool on) {
     ModuleState& m = modules();

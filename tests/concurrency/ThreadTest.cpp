@@ -254,6 +254,7 @@ std::atomic<bool> g_selfDeleted{false};
 }  // namespace
 
 TEST(CThreadLite, RunsDelegateAndStopsInDestructor) {
+    g_liteCalls.store(0);
     int id = -1;
     {
         CThreadLite lite(CThreadLite::ThreadProc(+[](CThreadLite& self) {
@@ -277,6 +278,7 @@ TEST(CThreadLite, RunsDelegateAndStopsInDestructor) {
 }
 
 TEST(CThreadLite, DeletedFromItsOwnThread) {
+    g_selfDeleted.store(false);
     KernaTest::LogCapture log(4);
     CThreadLite* lite = new CThreadLite(CThreadLite::ThreadProc(+[](CThreadLite& self) {
                                             delete &self;  // the body must still end cleanly

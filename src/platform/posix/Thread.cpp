@@ -5,9 +5,14 @@
 // Every thread is detached. Its ThreadHandle is shared between the creator and the thread by a
 // reference count, so the record stays valid for whichever side finishes last. The done flag
 // and exit code in the record play the part of a waitable thread handle.
+//
+// The records in use are kept in one list, so that a forked child can mark the threads that did
+// not come along as ended (with fresh locks: a thread may have held one at the fork) and give
+// the forking thread its new identifier.
 
 #include "platform/Thread.h"
 
+#include "platform/Fork.h"
 #include "platform/Tls.h"
 
 #include <errno.h>
@@ -35,11 +40,7 @@ public:
     ThreadHandle(const ThreadHandle&) = delete;
     ThreadHandle& operator=(const ThreadHandle&) = delete;
 
-    void release() {
-        if (refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-            delete this;
-        }
-    }
+    void release();
 
     ThreadEntry entry;
     void* argument;
@@ -47,13 +48,63 @@ public:
     std::atomic<int> refs{2};  // the creator's and the thread's
     pthread_mutex_t mutex;
     pthread_cond_t cond;
-    int tid = -1;          // under mutex until published, constant afterwards
+    int tid = -1;          // under mutex until published, then constant (but in a forked child)
     bool started = false;  // tid published
     bool done = false;     // the body has ended
     unsigned int exitCode = kThreadStillActive;
+    ThreadHandle* prevInUse = nullptr;  // the list of records in use, under g_inUseLock
+    ThreadHandle* nextInUse = nullptr;
 };
 
 namespace {
+
+pthread_mutex_t g_inUseLock = PTHREAD_MUTEX_INITIALIZER;
+ThreadHandle* g_inUse = nullptr;
+pthread_once_t g_forkHandlersOnce = PTHREAD_ONCE_INIT;
+
+void addInUse(ThreadHandle* handle) {
+    pthread_mutex_lock(&g_inUseLock);
+    handle->nextInUse = g_inUse;
+    if (g_inUse != nullptr) g_inUse->prevInUse = handle;
+    g_inUse = handle;
+    pthread_mutex_unlock(&g_inUseLock);
+}
+
+void removeInUse(ThreadHandle* handle) {
+    pthread_mutex_lock(&g_inUseLock);
+    if (handle->prevInUse != nullptr) {
+        handle->prevInUse->nextInUse = handle->nextInUse;
+    } else {
+        g_inUse = handle->nextInUse;
+    }
+    if (handle->nextInUse != nullptr) handle->nextInUse->prevInUse = handle->prevInUse;
+    pthread_mutex_unlock(&g_inUseLock);
+}
+
+void lockInUse() { pthread_mutex_lock(&g_inUseLock); }
+void unlockInUse() { pthread_mutex_unlock(&g_inUseLock); }
+
+// In the child: only the forking thread runs. Its record gets the new identifier; every other
+// record tells of a thread that ended, so that nobody waits for it.
+void threadsAfterForkInChild() {
+    pthread_mutex_init(&g_inUseLock, nullptr);
+    const int former = static_cast<int>(threadIdBeforeFork());
+    for (ThreadHandle* h = g_inUse; h != nullptr; h = h->nextInUse) {
+        pthread_mutex_init(&h->mutex, nullptr);
+        pthread_cond_init(&h->cond, nullptr);
+        if (h->started && h->tid == former && !h->done) {
+            h->tid = static_cast<int>(currentThreadId());
+        } else {
+            h->started = true;
+            h->done = true;
+            h->exitCode = 0;
+        }
+    }
+}
+
+void registerForkHandlers() {
+    addForkHandlers(forkRankThreads, lockInUse, unlockInUse, threadsAfterForkInChild);
+}
 
 // Marks the record done when the body ends, by return or by a kill's unwind.
 class DoneMark {
@@ -120,6 +171,13 @@ int niceOfLevel(int level) {
 
 }  // namespace
 
+void ThreadHandle::release() {
+    if (refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        removeInUse(this);
+        delete this;
+    }
+}
+
 ThreadHandle* startThread(ThreadEntry entry, void* argument, int stackSize, int* error) {
     int err = 0;
     if (entry == nullptr || stackSize < 0) {
@@ -140,9 +198,12 @@ ThreadHandle* startThread(ThreadEntry entry, void* argument, int stackSize, int*
     }
     ThreadHandle* handle = nullptr;
     if (err == 0) {
+        pthread_once(&g_forkHandlersOnce, registerForkHandlers);
         handle = new ThreadHandle(entry, argument);
+        addInUse(handle);
         err = pthread_create(&handle->thread, &attr, threadStart, handle);
         if (err != 0) {
+            removeInUse(handle);
             delete handle;
             handle = nullptr;
         }
