@@ -138,8 +138,7 @@ CTimerThread* TimerManagerInternal::takeIdleWorkers() {
 void TimerManagerInternal::endWorkers(CTimerThread* workers) {
     while (workers != nullptr) {
         CTimerThread* following = workers->next;
-        workers->finish();
-        delete workers;  // waits for the body to end
+        delete workers;  // asks the body to end once, and waits for it
         workers = following;
     }
 }
