@@ -171,11 +171,18 @@ void TimerManagerInternal::afterForkInParent() {
 
 // The registry has already marked the threads that did not come along as over. Their workers
 // go (a timer they were calling is no longer running); a worker that forked from its callback
-// stays busy with it. The manager's thread starts again at the next arming.
+// stays busy with it. The child starts with no timer armed: a timer armed in the parent belongs
+// to the parent's threads, whose objects and stacks the child does not have (the system hands
+// their stacks to the child's new threads). The manager's thread starts again at the next arming.
 void TimerManagerInternal::afterForkInChild() {
     TimerManagerInternal* m = Detail::ProcessObject<TimerManagerInternal>::peek();
     if (m == nullptr) return;
     Detail::HeldLines held;
+    while (m->timerHead != nullptr) {
+        TimerInternal* timer = m->timerHead;
+        m->unlink(timer);
+        timer->started.store(false);
+    }
     const int self = CThread::getCurrentThreadID();
     CTimerThread* kept = nullptr;
     int busy = 0;

@@ -8,7 +8,8 @@
 // thread and its idle workers; the list stays, so that timers started or stopped by threads
 // that still run go on answering (none is handed over any more). In a forked child the workers
 // of the parent are gone: the pool starts empty (a worker that forked in its callback stays),
-// and the manager's thread starts again when the child first arms a timer or changes a period.
+// no timer is armed (the parent's stay in the parent), and the manager's thread starts again
+// when the child first arms a timer.
 #ifndef KERNA_SRC_THREADS_TIMERINTERNAL_H_
 #define KERNA_SRC_THREADS_TIMERINTERNAL_H_
 
