@@ -325,9 +325,11 @@ void TimerManagerInternal::putTimerThread(CTimerThread* pThread) {
 void TimerManagerInternal::threadProc() {
     // From here on `now` is read on this thread only, where the clock never falls. The value
     // taken at construction came from the loading thread.
-    mutex.enter();
-    now = CTime::getCurrentMilliSecond();
-    mutex.leave();
+    {
+        Detail::HeldLines held;  // the clock's first reading prints a line
+        CRecursiveGuard guard(mutex);
+        now = CTime::getCurrentMilliSecond();
+    }
     bool rest = true;
     for (;;) {
         if (rest) CThread::sleep(managerPeriodMs);

@@ -298,6 +298,7 @@ TEST(PrintPath, ManyThreadsPrintWholeLinesWhileTheOptionsChange) {
     labelled.structured = true;
     labelled.noVersion = true;
     LogCapture capture;
+    setPrintOptions(plain);
     const std::string plainPrefix = "[ info T:2.0 f:1]";
     const std::string labelledPrefix = "[|T:  L:info |[T] F:f|l:1|m:]";
     std::atomic<int> running{4};
