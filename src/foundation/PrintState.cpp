@@ -23,7 +23,8 @@ namespace {
 
 // The two option records and the count of writes: odd while a writer is at work. Bytes are read
 // and written one at a time as atomics, so a reader that meets a writer reads again instead of
-// racing with it.
+// racing with it. A writer's byte stores are releases (none comes before its odd count) and a
+// reader's byte loads acquires (none comes after its second look at the count).
 PrintOptions g_printOptions = {};
 PrintOptions g_consoleOptions = {};
 std::atomic<uint32_t> g_optionWrites{0};
@@ -34,13 +35,13 @@ const size_t consoleBytes = 13;  // the used switches; the reserved bytes stay a
 void loadBytes(const PrintOptions& from, PrintOptions& to, size_t count) {
     const unsigned char* in = reinterpret_cast<const unsigned char*>(&from);
     unsigned char* out = reinterpret_cast<unsigned char*>(&to);
-    for (size_t i = 0; i < count; ++i) out[i] = __atomic_load_n(in + i, __ATOMIC_RELAXED);
+    for (size_t i = 0; i < count; ++i) out[i] = __atomic_load_n(in + i, __ATOMIC_ACQUIRE);
 }
 
 void storeBytes(const PrintOptions& from, PrintOptions& to, size_t count) {
     const unsigned char* in = reinterpret_cast<const unsigned char*>(&from);
     unsigned char* out = reinterpret_cast<unsigned char*>(&to);
-    for (size_t i = 0; i < count; ++i) __atomic_store_n(out + i, in[i], __ATOMIC_RELAXED);
+    for (size_t i = 0; i < count; ++i) __atomic_store_n(out + i, in[i], __ATOMIC_RELEASE);
 }
 
 // A writer that the fork left half done would hold every reader of the child for good.
@@ -58,7 +59,8 @@ uint32_t beginOptionWrite() {
     uint32_t writes = g_optionWrites.load(std::memory_order_relaxed);
     for (;;) {
         if ((writes & 1u) == 0 &&
-            g_optionWrites.compare_exchange_weak(writes, writes + 1, std::memory_order_relaxed)) {
+            g_optionWrites.compare_exchange_weak(writes, writes + 1, std::memory_order_acquire,
+                                                std::memory_order_relaxed)) {
             break;
         }
         if (writes & 1u) {
@@ -66,7 +68,6 @@ uint32_t beginOptionWrite() {
             writes = g_optionWrites.load(std::memory_order_relaxed);
         }
     }
-    std::atomic_thread_fence(std::memory_order_release);
     return writes;
 }
 
@@ -82,7 +83,6 @@ void readRecords(PrintOptions* record, PrintOptions* console) {
         }
         if (record != nullptr) loadBytes(g_printOptions, *record, sizeof(PrintOptions));
         if (console != nullptr) loadBytes(g_consoleOptions, *console, sizeof(PrintOptions));
-        std::atomic_thread_fence(std::memory_order_acquire);
         if (g_optionWrites.load(std::memory_order_relaxed) == before) return;
     }
 }
@@ -137,8 +137,8 @@ void writePrintOption(bool PrintOptions::*field, bool value) {
     const size_t offset = static_cast<size_t>(reinterpret_cast<const unsigned char*>(&(g_printOptions.*field)) -
                                               reinterpret_cast<const unsigned char*>(&g_printOptions));
     const unsigned char byte = value ? 1 : 0;
-    __atomic_store_n(reinterpret_cast<unsigned char*>(&g_printOptions) + offset, byte, __ATOMIC_RELAXED);
-    __atomic_store_n(reinterpret_cast<unsigned char*>(&g_consoleOptions) + offset, byte, __ATOMIC_RELAXED);
+    __atomic_store_n(reinterpret_cast<unsigned char*>(&g_printOptions) + offset, byte, __ATOMIC_RELEASE);
+    __atomic_store_n(reinterpret_cast<unsigned char*>(&g_consoleOptions) + offset, byte, __ATOMIC_RELEASE);
     endOptionWrite(writes);
 }
 

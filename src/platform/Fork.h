@@ -31,7 +31,7 @@ namespace Platform {
 enum ForkRank {
     forkRankTimers = 200,        ///< the timer manager's lock and its worker pool
     forkRankLoadControl = 300,   ///< the load controller's lock
-    forkRankRegistry = 400,      ///< the thread registry, then every thread object's lock
+    forkRankRegistry = 400,      ///< the thread registry (and, in the child, the thread objects)
     forkRankPackets = 450,       ///< packet memory
     forkRankPrint = 500,         ///< the print path's locks, log settings, the message table
     forkRankRecursive = 600,     ///< the owners of CRecursiveMutex objects

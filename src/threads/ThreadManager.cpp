@@ -84,22 +84,25 @@ void ThreadManagerInternal::objectDestroyed(ThreadInternal* thread) {
     if (thread->objectNext != nullptr) thread->objectNext->objectPrev = thread->objectPrev;
 }
 
-// Before a fork: the registry, then every thread object (the lock order), so that no list or
-// object is caught in the middle of a change.
+// Before a fork the registry's lock is taken, so that no list is caught in the middle of a
+// change. The objects' own locks are not (a process may have thousands of thread objects): in
+// the child every object whose thread did not come along is put right as a whole below, and
+// its lock, which that thread may have held, is made free.
 void ThreadManagerInternal::prepareFork() {
-    ThreadManagerInternal* registry = Detail::ProcessObject<ThreadManagerInternal>::peek();
-    registry->mutex.enter();
-    for (ThreadInternal* t = registry->m_objects; t != nullptr; t = t->objectNext) t->mutex.enter();
+    if (ThreadManagerInternal* registry = Detail::ProcessObject<ThreadManagerInternal>::peek()) {
+        registry->mutex.enter();
+    }
 }
 
 void ThreadManagerInternal::afterForkInParent() {
-    ThreadManagerInternal* registry = Detail::ProcessObject<ThreadManagerInternal>::peek();
-    for (ThreadInternal* t = registry->m_objects; t != nullptr; t = t->objectNext) t->mutex.leave();
-    registry->mutex.leave();
+    if (ThreadManagerInternal* registry = Detail::ProcessObject<ThreadManagerInternal>::peek()) {
+        registry->mutex.leave();
+    }
 }
 
 void ThreadManagerInternal::afterForkInChild() {
     ThreadManagerInternal* registry = Detail::ProcessObject<ThreadManagerInternal>::peek();
+    if (registry == nullptr) return;
     Detail::MutexAccess::resetAfterFork(registry->mutex);
     const int former = static_cast<int>(Detail::Platform::threadIdBeforeFork());
     const int self = static_cast<int>(Detail::Platform::currentThreadId());

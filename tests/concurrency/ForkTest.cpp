@@ -25,8 +25,16 @@
 #include "kerna/kerna3/Semaphore.h"
 #include "kerna/kerna3/Timer.h"
 
-// The children start threads: ThreadSanitizer must let them (it warns once per child).
-extern "C" const char* __tsan_default_options() { return "die_after_fork=0"; }
+// ThreadSanitizer cannot follow a thread started in a child of a multi-threaded process (the
+// child's new threads take over the parent's thread records, "dup thread with used id"): under
+// it the children start no thread, and the tests whose point is a thread started in the child
+// are skipped. Its checks of the fork handlers in the parent, and of the children's other work,
+// remain.
+#if defined(__SANITIZE_THREAD__)
+#define KERNA_CHILD_THREADS 0
+#else
+#define KERNA_CHILD_THREADS 1
+#endif
 
 namespace {
 // Set in a child forked while other threads of the test held objects of their own: the child
@@ -127,6 +135,7 @@ TEST(Fork, TheChildsThreadHasItsOwnIdEverywhere) {
         held.enter();
         held.leave();
         held.leave();
+#if KERNA_CHILD_THREADS
         std::atomic<bool> taken{false};
         std::thread other([&] {
             held.enter();
@@ -135,6 +144,7 @@ TEST(Fork, TheChildsThreadHasItsOwnIdEverywhere) {
         });
         other.join();
         c.check(taken.load(), "another thread of the child takes the mutex");
+#endif
         return c.failed;
     });
     held.leave();
@@ -146,6 +156,9 @@ TEST(Fork, TheChildsThreadHasItsOwnIdEverywhere) {
 // child then hung in its exit work. The parent's armed timers are not armed in the child: their
 // callbacks belong to the parent's threads.
 TEST(Fork, TimerArmedInTheChildFiresAndTheChildExits) {
+#if !KERNA_CHILD_THREADS
+    GTEST_SKIP() << "the child's timers run on threads started in the child";
+#endif
     CSemaphore fired;
     CTimer parentTimer("parentTimer");
     ASSERT_TRUE(parentTimer.start(TFunction1<void, void*>(&post), 0, 0, &fired, 0));
@@ -211,11 +224,17 @@ TEST(Fork, ChildrenWorkWhateverTheOtherThreadsWereDoing) {
             logInfo("child %d\n", round);
             setErrMsg(0x30000010, "child row");
             c.check(std::string(getErrMsg(0x30000010)) == "child row", "the error table works");
+            std::list<CThreadManager::ThreadInfo> infos;
+            c.check(!CThreadManager::instance()->getThreadsInfo(infos), "a parent's thread is listed");
+            CThreadManager::instance()->dumpThreads();
+            CTimerManager::instance()->dumpTimers();
+#if KERNA_CHILD_THREADS
             c.check(timer.start(TFunction1<void, void*>(&post), 1, 0, &ticks, 0), "armed");
             c.check(ticks.pend(10000) == 0, "the timer fired");
             CThreadLite lite(CThreadLite::ThreadProc(+[](CThreadLite&) {}), "childLite");
             c.check(lite.createThread(), "a thread starts");
             c.check(waitUntil([&] { return lite.isThreadOver(); }), "the thread ends");
+#endif
             return c.failed;
         }, true);
         if (code != 0) {
