@@ -122,6 +122,7 @@ int cmdDemo(int argc, char** argv) {
     demoPrintPath();
     demoThreads();
     demoTimers();
+    demoDst();
     demoPackets();
     printf("\ndemo done\n");
     return 0;
