@@ -559,7 +559,7 @@ TEST(ClockSettingDeathTest, SettingWithoutTheSimulatedClockAborts) {
     ASSERT_TRUE(Testing::realClockSetForbidden());
     EXPECT_DEATH(
         {
-            if (!Testing::realClockSetForbidden()) _exit(0);  // never reach the machine's clock
+            if (!Testing::realClockSetForbidden()) std::_Exit(0);  // never reach the machine's clock
             Testing::restoreRealClock();
             CTime::setCurrentTime(CTime::getCurrentTime(), 0);
         },
