@@ -198,6 +198,17 @@ bool setFromRecord(const SystemTimeEx& time, int tolerance, bool carryDst) {
     return ok;
 }
 
+// The calling thread's copy of ModifyTimeClientInfo, freed when the thread ends (pooled timer
+// workers come and go, and each may have stored one).
+struct ClientInfoSlot {
+    ModifyTimeClientInfo* copy = nullptr;
+    ~ClientInfoSlot() {
+        std::free(copy);
+        copy = nullptr;
+    }
+};
+thread_local ClientInfoSlot t_clientInfo;
+
 // The heap copy of a ModifyTimeClientInfo: the record and its three texts in one block.
 ModifyTimeClientInfo* copyClientInfo(const ModifyTimeClientInfo& info) {
     const char* texts[3] = {info.clientName ? info.clientName : "",
@@ -407,23 +418,16 @@ void CTime::attachModifyTimeVerifyHook(TFunction0<bool> hook) {
 }
 
 void CTime::setModifyTimeClientInfo(const ModifyTimeClientInfo& info) {
-    CThreadSpecific& slot = timeState().clientInfo;
-    void* old = nullptr;
-    if (slot.getValue(&old) && old != nullptr) {
-        slot.setValue(nullptr);
-        std::free(old);
-    }
-    ModifyTimeClientInfo* copy = copyClientInfo(info);
-    if (copy != nullptr && !slot.setValue(copy)) std::free(copy);
+    std::free(t_clientInfo.copy);
+    t_clientInfo.copy = copyClientInfo(info);
 }
 
 ModifyTimeClientInfo CTime::getModifyTimeClientInfo() {
-    void* stored = nullptr;
-    if (!timeState().clientInfo.getValue(&stored) || stored == nullptr) {
+    if (t_clientInfo.copy == nullptr) {
         KERNA_LOG(2, "get thread specific failed!\n");
         return ModifyTimeClientInfo{"", "", "", 0, 0};
     }
-    return *static_cast<const ModifyTimeClientInfo*>(stored);
+    return *t_clientInfo.copy;
 }
 
 }  // namespace Kerna

@@ -1,8 +1,8 @@
 // TimeState.h
 //
 // The process-wide state behind the clock-setting side of CTime: the configured zone, the
-// daylight-saving state, the setting hooks with their notify flags, the verify hook, the two proc
-// lists and the per-thread record of who changes the time. Also the internal setting entry that
+// daylight-saving state, the setting hooks with their notify flags, the verify hook and the two
+// proc lists. Also the internal setting entry that
 // the daylight-saving manager and setCurrentRealUTC go through. Private to the library.
 #ifndef KERNA_SRC_TIME_TIMESTATE_H_
 #define KERNA_SRC_TIME_TIMESTATE_H_
@@ -12,7 +12,6 @@
 
 #include "kerna/kerna3/Function.h"
 #include "kerna/kerna3/Mutex.h"
-#include "kerna/kerna3/ThreadSpecific.h"
 #include "kerna/kerna3/Time.h"
 
 namespace Tessaran {
@@ -67,9 +66,6 @@ public:
     std::vector<ModifyProc> modifyProcs;
     CMutex realUtcLock;
     std::vector<RealUtcProc> realUtcProcs;
-
-    /// The calling thread's heap copy of ModifyTimeClientInfo.
-    CThreadSpecific clientInfo;
 };
 
 /// The one TimeState of the process, made on first use.

@@ -147,7 +147,7 @@ TEST(DstRule, EveryRuleOf2000To2037AgainstTheCLibrary) {
 }
 
 TEST_F(DstManagerTest, ChecksRulesAndPeriods) {
-    LogCapture capture;
+    LogCapture capture(6, true);  // lines of this thread only
     CTime start, end;
     EXPECT_FALSE(CTime::getDstConfig(2026, start, end));
     EXPECT_TRUE(capture.messages().empty());  // stopped: false and not a word
@@ -369,7 +369,7 @@ TEST_F(DstManagerTest, NewInstantsAtTheTurnOfTheYear) {
 TEST_F(DstManagerTest, StartedInSummerAlreadyInDaylightSavingAndStoppedThere) {
     Observer observer;
     observer.attach();
-    LogCapture capture;
+    LogCapture capture(6, true);  // lines of this thread only
     EXPECT_TRUE(CTime::setInitDst(true));
     setLocalClock(2026, 7, 1, 12, 0, 0, 0);
     ASSERT_TRUE(CTime::setDstConfig(kNorthStart, kNorthEnd, true));
