@@ -2,7 +2,8 @@
 //
 // Shared by the clock-setting and daylight-saving tests: a fixture that starts each test on the
 // simulated wall clock (UTC+8) with the setting state and the daylight-saving manager at their
-// defaults and puts them back afterwards, a recorder of modify procs and callbacks that keeps the
+// defaults and puts them back afterwards (with a capture of printed lines that outlives the
+// manager's work), a recorder of modify procs and callbacks that keeps the
 // order of events across threads, and bounded waits.
 #ifndef KERNA_TESTS_TIME_CLOCKTESTSUPPORT_H_
 #define KERNA_TESTS_TIME_CLOCKTESTSUPPORT_H_
@@ -11,6 +12,7 @@
 
 #include <ctime>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -19,6 +21,7 @@
 #include "kerna/kerna3/Thread.h"
 #include "kerna/kerna3/Time.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
+#include "support/LogCapture.h"
 #include "time/DstManager.h"
 #include "time/TimeState.h"
 
@@ -94,12 +97,22 @@ protected:
     void SetUp() override { reset(); }
     void TearDown() override { reset(); }
 
+    /// A capture of the printed lines that lives until the manager has been stopped after the
+    /// test, so that the manager's thread never prints while the capture goes.
+    LogCapture& logCapture(bool ownThreadOnly = false) {
+        if (!m_capture) m_capture.reset(new LogCapture(6, ownThreadOnly));
+        return *m_capture;
+    }
+
     static void reset() {
         Tessaran::Kerna::DstManager::instance().resetForTests();
         Tessaran::Kerna::Detail::resetTimeStateForTests();
         Testing::installSimulatedClock(1773489600000LL, -28800);
         Tessaran::Kerna::setLastError(0);
     }
+
+private:
+    std::unique_ptr<LogCapture> m_capture;
 };
 
 }  // namespace KernaTest

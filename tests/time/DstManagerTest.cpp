@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <atomic>
 
-#include "support/LogCapture.h"
 #include "time/ClockTestSupport.h"
 #include "time/DstRule.h"
 
@@ -24,8 +23,6 @@ using Tessaran::Kerna::TFunction1;
 using ::testing::ElementsAre;
 
 namespace {
-
-using DstManagerTest = ClockFixture;
 
 // Northern rules: the second Sunday of March at 02:00 to the first Sunday of November at 03:00
 // (2026: March 8 and November 1).
@@ -100,6 +97,12 @@ private:
     std::vector<CTime> m_verifiedAt;
 };
 
+// The observer outlives the manager's work: it is a member, gone only after the manager stopped.
+class DstManagerTest : public ClockFixture {
+protected:
+    Observer observer;
+};
+
 bool waitForSets(uint64_t count) {
     return waitFor([count] { return Testing::simulatedSetCount() >= count; });
 }
@@ -147,7 +150,7 @@ TEST(DstRule, EveryRuleOf2000To2037AgainstTheCLibrary) {
 }
 
 TEST_F(DstManagerTest, ChecksRulesAndPeriods) {
-    LogCapture capture(6, true);  // lines of this thread only
+    LogCapture& capture = logCapture(true);  // lines of this thread only
     CTime start, end;
     EXPECT_FALSE(CTime::getDstConfig(2026, start, end));
     EXPECT_TRUE(capture.messages().empty());  // stopped: false and not a word
@@ -196,9 +199,8 @@ TEST_F(DstManagerTest, ChecksRulesAndPeriods) {
 }
 
 TEST_F(DstManagerTest, MovesTheClockForwardOnceFromTwoSecondsBeforeTheStart) {
-    Observer observer;
     observer.attach();
-    LogCapture capture;
+    LogCapture& capture = logCapture();
     setLocalClock(2026, 3, 8, 1, 59, 56, 500);
     ASSERT_TRUE(CTime::setDstConfig(kNorthStart, kNorthEnd, true));
     ASSERT_TRUE(waitForSets(1));
@@ -225,9 +227,8 @@ TEST_F(DstManagerTest, MovesTheClockForwardOnceFromTwoSecondsBeforeTheStart) {
 }
 
 TEST_F(DstManagerTest, MovesTheClockBackOnceAndNeverTwiceInTheRepeatedHour) {
-    Observer observer;
     observer.attach();
-    LogCapture capture;
+    LogCapture& capture = logCapture();
     EXPECT_TRUE(CTime::setInitDst(true));
     setLocalClock(2026, 11, 1, 2, 59, 58, 300);
     ASSERT_TRUE(CTime::setDstConfig(kNorthStart, kNorthEnd, true));
@@ -251,7 +252,6 @@ TEST_F(DstManagerTest, MovesTheClockBackOnceAndNeverTwiceInTheRepeatedHour) {
 }
 
 TEST_F(DstManagerTest, SouthernPeriodAcrossTheNewYear) {
-    Observer observer;
     observer.attach();
     // In January, with the state not known: inside the period, so forward at the first check.
     setLocalClock(2026, 1, 15, 12, 0, 0, 0);
@@ -281,9 +281,8 @@ TEST_F(DstManagerTest, SouthernPeriodAcrossTheNewYear) {
 // A refused set must not poison the ones after it: with the last error of the refusal kept, the
 // manager took its later successful set for a failure and moved the clock again every second.
 TEST_F(DstManagerTest, ARefusalAtABoundaryIsRetriedAndTheClockMovesOnce) {
-    Observer observer;
     observer.attach();
-    LogCapture capture;
+    LogCapture& capture = logCapture();
     Testing::refuseSimulatedSet(true);
     setLocalClock(2026, 3, 8, 1, 59, 58, 300);
     ASSERT_TRUE(CTime::setDstConfig(kNorthStart, kNorthEnd, true));
@@ -304,12 +303,11 @@ TEST_F(DstManagerTest, ARefusalAtABoundaryIsRetriedAndTheClockMovesOnce) {
 }
 
 TEST_F(DstManagerTest, PausedAroundRealUtcWhichCarriesTheState) {
-    Observer observer;
     observer.attach();
+    LogCapture& capture = logCapture();
     CTime::setTimeZone(28800);
     setLocalClock(2026, 2, 1, 12, 0, 0, 0);
     ASSERT_TRUE(CTime::setDstConfig(kNorthStart, kNorthEnd, true));
-    LogCapture capture;
     // July 1 04:00 UTC is 12:00 standard time, inside the period: 13:00 with daylight saving.
     ASSERT_TRUE(CTime::setCurrentRealUTC(utcSeconds(2026, 7, 1, 4, 0, 0) * 1000, 0));
     EXPECT_EQ(CTime::getDst(), 1);
@@ -350,10 +348,11 @@ TEST_F(DstManagerTest, AProcOnTheManagersThreadMaySetTheClockAgain) {
     EXPECT_EQ(Testing::simulatedSetCount(), 2u);
     EXPECT_EQ(proc.calls.load(), 2);
     EXPECT_EQ(CTime::getDst(), 1);
+    Tessaran::Kerna::DstManager::instance().resetForTests();  // before the proc goes
 }
 
 TEST_F(DstManagerTest, NewInstantsAtTheTurnOfTheYear) {
-    LogCapture capture;
+    LogCapture& capture = logCapture();
     setLocalClock(2026, 12, 31, 23, 59, 58, 500);
     ASSERT_TRUE(CTime::setDstConfig(kNorthStart, kNorthEnd, true));
     const std::string line =
@@ -367,9 +366,8 @@ TEST_F(DstManagerTest, NewInstantsAtTheTurnOfTheYear) {
 }
 
 TEST_F(DstManagerTest, StartedInSummerAlreadyInDaylightSavingAndStoppedThere) {
-    Observer observer;
     observer.attach();
-    LogCapture capture(6, true);  // lines of this thread only
+    LogCapture& capture = logCapture(true);  // lines of this thread only
     EXPECT_TRUE(CTime::setInitDst(true));
     setLocalClock(2026, 7, 1, 12, 0, 0, 0);
     ASSERT_TRUE(CTime::setDstConfig(kNorthStart, kNorthEnd, true));
