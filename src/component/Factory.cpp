@@ -50,6 +50,16 @@ const char* classForRegistration(IFactoryUnknown* factory, const char* iid) {
     return clsid;
 }
 
+// Stores `entry` (the factory, or null to unregister it) under `iid` and the factory's class.
+bool storeFactory(IFactoryUnknown* factory, const char* iid, IFactoryUnknown* entry) {
+    const char* clsid = classForRegistration(factory, iid);
+    if (clsid == nullptr) return false;
+    FactoryTable& table = factoryTable();
+    CRecursiveGuard guard(table.lock);
+    table.map[iid][clsid] = entry;
+    return true;
+}
+
 // What a found client needs before use, by its state. On failure the caller's reference is
 // dropped and the request ends with a line at level 6 (level 2 for an unknown state).
 bool readyFoundClient(IClient* client, const char* iid, const char* clsid) {
@@ -126,22 +136,10 @@ IFactoryUnknown::~IFactoryUnknown() {}
 
 bool IFactoryUnknown::registerFactory(const char* iid) {
     Kerna::Detail::installLibraryErrorMessages();
-    const char* clsid = classForRegistration(this, iid);
-    if (clsid == nullptr) return false;
-    FactoryTable& table = factoryTable();
-    CRecursiveGuard guard(table.lock);
-    table.map[iid][clsid] = this;
-    return true;
+    return storeFactory(this, iid, this);
 }
 
-bool IFactoryUnknown::unregisterFactory(const char* iid) {
-    const char* clsid = classForRegistration(this, iid);
-    if (clsid == nullptr) return false;
-    FactoryTable& table = factoryTable();
-    CRecursiveGuard guard(table.lock);
-    table.map[iid][clsid] = nullptr;
-    return true;
-}
+bool IFactoryUnknown::unregisterFactory(const char* iid) { return storeFactory(this, iid, nullptr); }
 
 class ClassIDListInternal {
 public:
