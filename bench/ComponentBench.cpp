@@ -54,7 +54,8 @@ struct Counter {
 void BM_Signal8Delegates(benchmark::State& state) {
     Tessaran::Kerna::TSignal1<int> signal(8);
     Counter counters[8];
-    for (Counter& c : counters) signal.attach(Tessaran::Kerna::TSignal1<int>::Proc(&Counter::add, &c));
+    for (Counter& c : counters)
+        signal.attach(Tessaran::Kerna::TSignal1<int>::Proc(&Counter::add, &c));
     for (auto _ : state) signal(1);
     benchmark::DoNotOptimize(counters[7].sum);
 }
@@ -140,7 +141,8 @@ void BM_GetComponentFactoryExistingClient(benchmark::State& state) {
     last.userName = "bench";
     for (auto _ : state) {
         IClient* client = nullptr;
-        benchmark::DoNotOptimize(CComponentHelper::getComponentFactory("IThing", "Bench.Thing", last, client));
+        benchmark::DoNotOptimize(
+            CComponentHelper::getComponentFactory("IThing", "Bench.Thing", last, client));
         CComponentHelper::release(client);
     }
 }

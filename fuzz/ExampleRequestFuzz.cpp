@@ -24,7 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             Request request;
             parseRequest(line.data(), line.size(), request);
             const std::string reply = session.answer(line, close);
-            if (reply.empty() || reply.back() != '\n' || (reply.compare(0, 3, "OK ") != 0 && reply.compare(0, 4, "ERR ") != 0)) {
+            if (reply.empty() || reply.back() != '\n' ||
+                (reply.compare(0, 3, "OK ") != 0 && reply.compare(0, 4, "ERR ") != 0)) {
                 abort();
             }
         }

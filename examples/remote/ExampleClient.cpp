@@ -27,7 +27,9 @@ public:
     explicit RemoteText(ExampleClient* client) : m_client(client) {}
     void destroy() override { delete this; }
     void reserved() override {}
-    bool upper(const std::string& text, std::string& result) override { return call("CALL UPPER " + text, result); }
+    bool upper(const std::string& text, std::string& result) override {
+        return call("CALL UPPER " + text, result);
+    }
     bool status(std::string& report) override { return call("STATUS", report); }
 
 private:
@@ -66,7 +68,8 @@ bool ExampleClient::login() {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<uint16_t>(info.port));
-    if (info.address == nullptr || ::inet_pton(AF_INET, info.address, &address.sin_addr) != 1) return false;
+    if (info.address == nullptr || ::inet_pton(AF_INET, info.address, &address.sin_addr) != 1)
+        return false;
     m_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (m_socket < 0) return false;
     timeval timeout = {kReplyTimeoutSeconds, 0};
@@ -118,7 +121,8 @@ bool ExampleClient::request(const std::string& line, std::string& reply) {
 
 bool ExampleClient::exchange(const std::string& line, std::string& reply) {
     const std::string out = line + "\n";
-    if (::send(m_socket, out.data(), out.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(out.size())) return false;
+    if (::send(m_socket, out.data(), out.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(out.size()))
+        return false;
     reply.clear();
     char c;
     while (reply.size() <= kMaxReply) {
@@ -134,15 +138,16 @@ IClient* ExampleClientFactory::create(const ServerInfo&) { return new ExampleCli
 
 IRemoteText* RemoteTextFactory::create(IClient* client) {
     if (client == nullptr) return nullptr;
-    return static_cast<IRemoteText*>(
-        Detail::CComponentHelper::makeComponentObject(new RemoteText(static_cast<ExampleClient*>(client))));
+    return static_cast<IRemoteText*>(Detail::CComponentHelper::makeComponentObject(
+        new RemoteText(static_cast<ExampleClient*>(client))));
 }
 
 ExampleQueryer::ExampleQueryer(const std::string& address, int port, const std::string& user,
                                const std::string& password)
     : m_address(address), m_port(port), m_user(user), m_password(password) {}
 
-bool ExampleQueryer::getServerInfoByChannel(int channel, Tessaran::Kerna::String& clsid, ServerInfo& serverInfo) {
+bool ExampleQueryer::getServerInfoByChannel(int channel, Tessaran::Kerna::String& clsid,
+                                            ServerInfo& serverInfo) {
     if (channel < 0 || channel > 15) return false;
     clsid = "ExampleClient.Text";
     serverInfo = ServerInfo();
@@ -153,7 +158,9 @@ bool ExampleQueryer::getServerInfoByChannel(int channel, Tessaran::Kerna::String
     return true;
 }
 
-bool ExampleQueryer::getServerInfoByDeviceId(const char*, Tessaran::Kerna::String&, ServerInfo&) { return false; }
+bool ExampleQueryer::getServerInfoByDeviceId(const char*, Tessaran::Kerna::String&, ServerInfo&) {
+    return false;
+}
 
 void registerExample() {
     static bool registered = [] {

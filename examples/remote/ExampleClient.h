@@ -11,15 +11,16 @@
 //   IClient* client = nullptr;
 //   IFactoryUnknown* f = CComponentHelper::getComponentFactory("IRemoteText", "ExampleClient.Text",
 //                                                              serverInfo, client);
-//   TComPtr<IRemoteText> text(f ? static_cast<RemoteTextFactory*>(f)->create(client) : nullptr, client);
+//   TComPtr<IRemoteText> text(f ? static_cast<RemoteTextFactory*>(f)->create(client) : nullptr,
+//   client);
 #ifndef KERNA_EXAMPLES_REMOTE_EXAMPLECLIENT_H_
 #define KERNA_EXAMPLES_REMOTE_EXAMPLECLIENT_H_
+
+#include <kerna/kerna.h>
 
 #include <atomic>
 #include <mutex>
 #include <string>
-
-#include <kerna/kerna.h>
 
 namespace RemoteExample {
 
@@ -85,7 +86,8 @@ public:
 /// Answers a channel with the class "ExampleClient.Text" and the server of this process.
 class ExampleQueryer : public Tessaran::Component::IServerInfoQueryer {
 public:
-    ExampleQueryer(const std::string& address, int port, const std::string& user, const std::string& password);
+    ExampleQueryer(const std::string& address, int port, const std::string& user,
+                   const std::string& password);
     void destroy() override { delete this; }
     void reserved() override {}
     bool getServerInfoByChannel(int channel, Tessaran::Kerna::String& clsid,
@@ -106,7 +108,8 @@ private:
 void registerExample();
 
 /// Asks for the component of `serverInfo` and wraps it with its client; empty on failure.
-Tessaran::Component::TComPtr<IRemoteText> requestRemoteText(const Tessaran::Component::ServerInfo& serverInfo);
+Tessaran::Component::TComPtr<IRemoteText> requestRemoteText(
+    const Tessaran::Component::ServerInfo& serverInfo);
 
 }  // namespace RemoteExample
 

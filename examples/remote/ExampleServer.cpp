@@ -5,6 +5,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <kerna/kerna3/PrintLog.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -15,8 +16,6 @@
 #include <memory>
 #include <string>
 
-#include <kerna/kerna3/PrintLog.h>
-
 namespace RemoteExample {
 
 namespace {
@@ -26,7 +25,8 @@ const size_t kMaxConnections = 64;
 void sendAll(int fd, const std::string& text) {
     size_t sent = 0;
     while (sent < text.size()) {
-        const ssize_t n = ::send(fd, text.data() + sent, text.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t n =
+            ::send(fd, text.data() + sent, text.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (n <= 0) return;  // a client that doesn't read loses its replies
         sent += static_cast<size_t>(n);
     }
@@ -120,7 +120,8 @@ void ExampleServer::serve() {
                 ++m_requests;
                 // The user name only; never the password.
                 if (!wasIn && c.session.loggedIn()) {
-                    Tessaran::Kerna::logLibName(5, "ExampleServer", "user %s logged in\n", c.session.user().c_str());
+                    Tessaran::Kerna::logLibName(5, "ExampleServer", "user %s logged in\n",
+                                                c.session.user().c_str());
                 }
             }
             if (!fits) sendAll(fd, "ERR bad request\n");

@@ -23,7 +23,8 @@ bool splitWords(const std::string& line, size_t limit, std::vector<std::string>&
             return !words.back().empty();
         }
         const size_t blank = line.find(' ', start);
-        const std::string word = line.substr(start, blank == std::string::npos ? std::string::npos : blank - start);
+        const std::string word =
+            line.substr(start, blank == std::string::npos ? std::string::npos : blank - start);
         if (word.empty()) return false;
         words.push_back(word);
         if (blank == std::string::npos) return true;
@@ -144,7 +145,8 @@ std::string Session::answer(const std::string& line, bool& close) {
             if (!loggedIn()) return "ERR not logged in\n";
             std::string result = request.text;
             if (request.operation == "UPPER") {
-                for (char& c : result) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+                for (char& c : result)
+                    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
             }
             return "OK " + result + "\n";
         }

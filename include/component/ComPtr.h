@@ -66,7 +66,8 @@ public:
     T* operator->() const {
         Detail::CComponentHelper::setAsCurrentUser(m_client);
         if (m_ptr == nullptr) {
-            Kerna::Detail::assertionFailed("m_ptr != NULL", __PRETTY_FUNCTION__, __FILE__, __LINE__);
+            Kerna::Detail::assertionFailed("m_ptr != NULL", __PRETTY_FUNCTION__, __FILE__,
+                                           __LINE__);
         }
         return m_ptr;
     }

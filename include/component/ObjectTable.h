@@ -2,7 +2,8 @@
 //
 // Detail::CObjectTable, a table of shared component instances found again by a search key, and
 // Detail::key_base, the abstract key. Singleton factories written outside the library use them:
-//   table.lock(); obj = table.find(key); if (!obj) { obj = make(); table.insert(obj); } table.unlock();
+//   table.lock(); obj = table.find(key); if (!obj) { obj = make(); table.insert(obj); }
+//   table.unlock();
 // The table holds no reference: an object stays in it while its users hold references and leaves
 // it, under the table's lock, when the last one goes, before its destroy() runs.
 #ifndef KERNA_COMPONENT_OBJECTTABLE_H_

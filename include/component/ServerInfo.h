@@ -23,12 +23,32 @@ namespace Component {
 struct KERNA_API ServerInfo {
     /// Every field zero, null or empty.
     constexpr ServerInfo()
-        : address(nullptr), port(0), userName(nullptr), password(nullptr), textOption1(nullptr),
-          byteOption1(0), byteOption2(0), shortOption1(0), textOption2(nullptr),
-          textOption3(nullptr), textOption4(nullptr), textOption5(nullptr), intOption1(0),
-          textOption6(nullptr), byteOption3(0), flagOption(0), reservedBit(0), bitsOption(0),
-          shortOption2(0), intOption2(0), intOption3(0), textOption7(nullptr),
-          textOption8(nullptr), textOption9(nullptr), textOption10(nullptr), byteOption4(0),
+        : address(nullptr),
+          port(0),
+          userName(nullptr),
+          password(nullptr),
+          textOption1(nullptr),
+          byteOption1(0),
+          byteOption2(0),
+          shortOption1(0),
+          textOption2(nullptr),
+          textOption3(nullptr),
+          textOption4(nullptr),
+          textOption5(nullptr),
+          intOption1(0),
+          textOption6(nullptr),
+          byteOption3(0),
+          flagOption(0),
+          reservedBit(0),
+          bitsOption(0),
+          shortOption2(0),
+          intOption2(0),
+          intOption3(0),
+          textOption7(nullptr),
+          textOption8(nullptr),
+          textOption9(nullptr),
+          textOption10(nullptr),
+          byteOption4(0),
           reserved{} {}
 
     const char* address;

@@ -17,7 +17,8 @@ namespace Component {
 /// false. They run on the caller's thread.
 class IServerInfoQueryer : public IUnknown {
 public:
-    virtual bool getServerInfoByChannel(int channel, Kerna::String& clsid, ServerInfo& serverInfo) = 0;
+    virtual bool getServerInfoByChannel(int channel, Kerna::String& clsid,
+                                        ServerInfo& serverInfo) = 0;
     virtual bool getServerInfoByDeviceId(const char* deviceId, Kerna::String& clsid,
                                          ServerInfo& serverInfo) = 0;
 };

@@ -35,7 +35,8 @@ public:
     bool getServerInfoByChannel(int channel, Kerna::String& clsid, ServerInfo& serverInfo);
     /// Without a handler, or for a null `deviceId`: false with a line at level 2 (there is no
     /// local answer). Otherwise the handler's answer, as above.
-    bool getServerInfoByDeviceId(const char* deviceId, Kerna::String& clsid, ServerInfo& serverInfo);
+    bool getServerInfoByDeviceId(const char* deviceId, Kerna::String& clsid,
+                                 ServerInfo& serverInfo);
 
 private:
     friend class Detail::QueryerHelperHolder;

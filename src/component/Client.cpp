@@ -33,9 +33,9 @@ const int kNotProvided = 0x10030010;
 // identity of a client, textOption5 and textOption9 do not.
 typedef const char* ServerInfo::*TextField;
 const TextField kTextFields[13] = {
-    &ServerInfo::address,     &ServerInfo::userName,    &ServerInfo::password,
-    &ServerInfo::textOption1, &ServerInfo::textOption2, &ServerInfo::textOption3,
-    &ServerInfo::textOption4, &ServerInfo::textOption6, &ServerInfo::textOption7,
+    &ServerInfo::address,     &ServerInfo::userName,     &ServerInfo::password,
+    &ServerInfo::textOption1, &ServerInfo::textOption2,  &ServerInfo::textOption3,
+    &ServerInfo::textOption4, &ServerInfo::textOption6,  &ServerInfo::textOption7,
     &ServerInfo::textOption8, &ServerInfo::textOption10, &ServerInfo::textOption5,
     &ServerInfo::textOption9};
 const int kIdentityTexts = 11;
@@ -50,7 +50,9 @@ struct CurrentUser {
     void atProcessExit() {}
 };
 
-Kerna::CThreadSpecific& currentUserSlot() { return Kerna::Detail::ProcessObject<CurrentUser>::get()->slot; }
+Kerna::CThreadSpecific& currentUserSlot() {
+    return Kerna::Detail::ProcessObject<CurrentUser>::get()->slot;
+}
 
 uint64_t monotonicNow() { return Kerna::CTime::getCurrentMilliSecond(); }
 std::atomic<uint64_t (*)()> g_clientClock{&monotonicNow};
@@ -79,7 +81,8 @@ bool sameClassPart(const ClientInternal* in, const ClassID& clsid) {
 
 }  // namespace
 
-ClientInternal::ClientInternal(const ClassID& clsid, const ServerInfo& serverInfo, bool userCreatedIn)
+ClientInternal::ClientInternal(const ClassID& clsid, const ServerInfo& serverInfo,
+                               bool userCreatedIn)
     : classId(orEmpty(clsid.name)), info(serverInfo), userCreated(userCreatedIn) {
     for (int i = 0; i < 13; ++i) {
         texts[i] = orEmpty(serverInfo.*kTextFields[i]);
@@ -169,13 +172,15 @@ bool IClient::getServerInfo(ServerInfo& info) {
         info.byteOption4 = own.byteOption4;
         emptyUser = m_internal->texts[kUserNameText].empty();
     }
-    if (emptyUser) KERNA_LOG(3, "this:%p userName of client is a null string!\n", static_cast<void*>(this));
+    if (emptyUser)
+        KERNA_LOG(3, "this:%p userName of client is a null string!\n", static_cast<void*>(this));
     return true;
 }
 
 bool IClient::saveUserName(const char* name) {
     if (m_internal == nullptr) {
-        KERNA_LOG(2, "this:%p client has no state yet, user name not saved\n", static_cast<void*>(this));
+        KERNA_LOG(2, "this:%p client has no state yet, user name not saved\n",
+                  static_cast<void*>(this));
         return true;
     }
     bool saved;
@@ -188,7 +193,8 @@ bool IClient::saveUserName(const char* name) {
             m_internal->userNameSaved = true;
         }
     }
-    if (saved) KERNA_LOG(3, "this:%p username of client has already saved.\n", static_cast<void*>(this));
+    if (saved)
+        KERNA_LOG(3, "this:%p username of client has already saved.\n", static_cast<void*>(this));
     return true;
 }
 
@@ -206,8 +212,8 @@ bool IClient::abort(int reason) {
         // The client lives through the whole call, whatever the status procedures release.
         Detail::CComponentHelper::addRef(this);
         TComPtr<IClient> self(this);
-        m_internal->statusSignal(m_internal->customData.load(), ClassID(m_internal->classId.c_str()), self,
-                                 statusAborted, reason);
+        m_internal->statusSignal(m_internal->customData.load(),
+                                 ClassID(m_internal->classId.c_str()), self, statusAborted, reason);
         result = logout();
     }
     return result;
@@ -238,7 +244,8 @@ bool CComponentHelper::setAsCurrentUser(IClient* client) {
     return currentUserSlot().setValue(reinterpret_cast<const void*>(static_cast<intptr_t>(id)));
 }
 
-void clientCreateInternal(IClient* client, const ClassID& clsid, const ServerInfo& info, bool userCreated) {
+void clientCreateInternal(IClient* client, const ClassID& clsid, const ServerInfo& info,
+                          bool userCreated) {
     KERNA_ASSERT(client != NULL && ClientAccess::of(client) == NULL);
     ClientAccess::set(client, new ClientInternal(clsid, info, userCreated));
 }
@@ -288,10 +295,11 @@ bool clientIsSameAs(IClient* client, const ClassID& clsid, const ServerInfo& inf
     ClientInternal* in = internalOf(client);
     if (!sameClassPart(in, clsid)) return false;
     const ServerInfo& own = in->info;
-    if (own.port != info.port || own.byteOption1 != info.byteOption1 || own.byteOption2 != info.byteOption2 ||
-        own.intOption1 != info.intOption1 || own.byteOption3 != info.byteOption3 ||
-        own.flagOption != info.flagOption || own.shortOption2 != info.shortOption2 ||
-        own.intOption2 != info.intOption2 || own.byteOption4 != info.byteOption4) {
+    if (own.port != info.port || own.byteOption1 != info.byteOption1 ||
+        own.byteOption2 != info.byteOption2 || own.intOption1 != info.intOption1 ||
+        own.byteOption3 != info.byteOption3 || own.flagOption != info.flagOption ||
+        own.shortOption2 != info.shortOption2 || own.intOption2 != info.intOption2 ||
+        own.byteOption4 != info.byteOption4) {
         return false;
     }
     CGuard guard(in->fieldLock);  // the user name may be saved meanwhile

@@ -45,7 +45,8 @@ void endClient(IClient* client) {
 
 CClientInstanceList::CClientInstanceList() : m_checkTimer("ClientCheck") {
     // Every 60 ms, with a watch-dog of 60 s on the worker; the first check runs at once.
-    m_checkTimer.start(Kerna::TFunction1<void, unsigned long>(&CClientInstanceList::removeIdleClientInstance, this),
+    m_checkTimer.start(Kerna::TFunction1<void, unsigned long>(
+                           &CClientInstanceList::removeIdleClientInstance, this),
                        0, 60, 0, 60000);
 }
 
@@ -85,7 +86,8 @@ IClient* CClientInstanceList::findAndMake(const ClassID& clsid, int userID) {
     return nullptr;
 }
 
-IClient* CClientInstanceList::findAlive(const ClassID& clsid, const ServerInfo& serverInfo, bool addRef) {
+IClient* CClientInstanceList::findAlive(const ClassID& clsid, const ServerInfo& serverInfo,
+                                        bool addRef) {
     CRecursiveGuard guard(m_clientLock);
     for (IClient* client : m_clients) {
         if (!Detail::clientIsBroken(client) && Detail::clientIsSameAs(client, clsid, serverInfo)) {
@@ -137,7 +139,8 @@ void CClientInstanceList::removeIdleClientInstance(unsigned long) {
 
 void CClientInstanceList::stop() {
     if (m_checkTimer.stopAndWait()) {
-        KERNA_LOG(4, "this:%p client check timer stopped successfully.\n", static_cast<void*>(this));
+        KERNA_LOG(4, "this:%p client check timer stopped successfully.\n",
+                  static_cast<void*>(this));
     }
 }
 
@@ -165,7 +168,9 @@ const char* IClientFactoryWrap::clsid() { return m_original->clsid(); }
 
 IClient* IClientFactoryWrap::create(const ServerInfo& serverInfo) { return make(serverInfo, true); }
 
-IClient* IClientFactoryWrap::createAndMake(const ServerInfo& serverInfo) { return make(serverInfo, false); }
+IClient* IClientFactoryWrap::createAndMake(const ServerInfo& serverInfo) {
+    return make(serverInfo, false);
+}
 
 IClient* IClientFactoryWrap::make(const ServerInfo& serverInfo, bool userCreated) {
     CClientInstanceList* list = CClientInstanceList::instance();
@@ -203,13 +208,15 @@ IClient* IClientFactoryWrap::make(const ServerInfo& serverInfo, bool userCreated
 
 // The framework's entry points.
 
-IClient* ClientFactory::createAndMakeClientObject(const ClassID& clsid, const ServerInfo& serverInfo) {
+IClient* ClientFactory::createAndMakeClientObject(const ClassID& clsid,
+                                                  const ServerInfo& serverInfo) {
     const char* name = clsid.name != nullptr ? clsid.name : "";
     const char* dot = std::strchr(name, '.');
     const std::string tempclsid = dot != nullptr ? std::string(name, dot) : std::string(name);
     IClient* noclient = nullptr;
-    IClientFactoryWrap* wrap = static_cast<IClientFactoryWrap*>(Detail::CComponentHelper::getComponentFactory(
-        IClient::IFactory::iid(), ClassID(tempclsid.c_str()), ServerInfo::none, noclient));
+    IClientFactoryWrap* wrap =
+        static_cast<IClientFactoryWrap*>(Detail::CComponentHelper::getComponentFactory(
+            IClient::IFactory::iid(), ClassID(tempclsid.c_str()), ServerInfo::none, noclient));
     if (wrap == nullptr) {
         KERNA_LOG(2, "get factory failed, clsid: %s\n", tempclsid.c_str());
         Kerna::setLastError(kClientNotFound);

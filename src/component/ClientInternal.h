@@ -56,7 +56,8 @@ public:
 };
 
 /// Gives a client made by its factory its hidden state: state created, not in use, last active now.
-void clientCreateInternal(IClient* client, const ClassID& clsid, const ServerInfo& info, bool userCreated);
+void clientCreateInternal(IClient* client, const ClassID& clsid, const ServerInfo& info,
+                          bool userCreated);
 /// Logs the client in (no lock held): last active now, then login(); on success the login time
 /// and the state logged-in. The result of login().
 bool clientLogin(IClient* client);

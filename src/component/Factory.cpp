@@ -3,8 +3,6 @@
 // Factories: the table from interface and class to factory, the resolution of a component's
 // factory with its client (found or made, and logged in with no framework lock held), the class
 // lists, and the framework's shut-down step.
-#include "component/FactoryUnknown.h"
-
 #include <cstring>
 #include <map>
 #include <string>
@@ -15,6 +13,7 @@
 #include "component/ClientInstanceList.h"
 #include "component/ClientInternal.h"
 #include "component/ComponentHelper.h"
+#include "component/FactoryUnknown.h"
 #include "foundation/ErrorTable.h"
 #include "kerna/kerna3/Error.h"
 #include "kerna/kerna3/RecursiveMutex.h"
@@ -67,7 +66,8 @@ bool readyFoundClient(IClient* client, const char* iid, const char* clsid) {
     const char* failure = nullptr;
     int level = 6;
     if (state == clientStateCreated || state == clientStateBroken) {
-        if (!Detail::clientLogin(client)) failure = "iid:%s, clsid:%s could not been got because login failed.\n";
+        if (!Detail::clientLogin(client))
+            failure = "iid:%s, clsid:%s could not been got because login failed.\n";
     } else if (state == clientStateLogined) {
         if (Detail::clientUpdateBroken(client) && !Detail::clientLogin(client)) {
             failure = "iid:%s, clsid:%s could not been got because re-login failed.\n";
@@ -87,8 +87,8 @@ bool readyFoundClient(IClient* client, const char* iid, const char* clsid) {
 // component): under the table's lock the current user is set, the wrap is taken for "Client" and
 // a first use is recorded. A missing entry or an unregistered (null) factory drops the client
 // outside the lock.
-IFactoryUnknown* finishRequest(const char* iid, const char* clsid, IClient* found, bool isClientInterface,
-                               IClient*& client) {
+IFactoryUnknown* finishRequest(const char* iid, const char* clsid, IClient* found,
+                               bool isClientInterface, IClient*& client) {
     FactoryTable& table = factoryTable();
     IFactoryUnknown* result = nullptr;
     int error = 0;
@@ -105,7 +105,8 @@ IFactoryUnknown* finishRequest(const char* iid, const char* clsid, IClient* foun
                 IFactoryUnknown* factory = byClass->second;
                 if (found != nullptr) Detail::CComponentHelper::setAsCurrentUser(found);
                 if (isClientInterface) {
-                    result = factory != nullptr ? ClientFactory::getClientFactoryWrap(factory) : nullptr;
+                    result =
+                        factory != nullptr ? ClientFactory::getClientFactoryWrap(factory) : nullptr;
                 } else {
                     ClientFactory::markClientUsing(found);
                     result = factory;
@@ -139,7 +140,9 @@ bool IFactoryUnknown::registerFactory(const char* iid) {
     return storeFactory(this, iid, this);
 }
 
-bool IFactoryUnknown::unregisterFactory(const char* iid) { return storeFactory(this, iid, nullptr); }
+bool IFactoryUnknown::unregisterFactory(const char* iid) {
+    return storeFactory(this, iid, nullptr);
+}
 
 class ClassIDListInternal {
 public:
@@ -152,7 +155,8 @@ ClassIDList::ClassIDList(const char* iid) : m_internal(new ClassIDListInternal) 
     CRecursiveGuard guard(table.lock);
     auto found = table.map.find(iid);
     if (found == table.map.end()) return;
-    for (const auto& entry : found->second) m_internal->ids.push_back(Kerna::String(entry.first.c_str()));
+    for (const auto& entry : found->second)
+        m_internal->ids.push_back(Kerna::String(entry.first.c_str()));
 }
 
 ClassIDList::~ClassIDList() { delete m_internal; }
@@ -175,7 +179,8 @@ Kerna::String getClassId(Kerna::String& clientClass, Kerna::String& rest) {
 namespace Detail {
 
 IFactoryUnknown* CComponentHelper::getComponentFactory(const char* iid, const ClassID& clsid,
-                                                       const ServerInfo& serverInfo, IClient*& client) {
+                                                       const ServerInfo& serverInfo,
+                                                       IClient*& client) {
     client = nullptr;
     if (refuseNullRequest(iid, clsid)) return nullptr;
     const bool isClientInterface = std::strcmp(iid, IClient::IFactory::iid()) == 0;
@@ -202,13 +207,16 @@ IFactoryUnknown* CComponentHelper::getComponentFactory(const char* iid, const Cl
             }
             found = ClientFactory::createAndMakeClientObject(clsid, serverInfo);
             if (found == nullptr) {
-                KERNA_LOG(2, "iid:%s, clsid:%s could not been got because clientInstance could not be created.\n",
+                KERNA_LOG(2,
+                          "iid:%s, clsid:%s could not been got because clientInstance could not be "
+                          "created.\n",
                           iid, clsid.name);
                 return nullptr;
             }
             if (!clientLogin(found)) {
                 CComponentHelper::release(found);
-                KERNA_LOG(3, "iid:%s, clsid:%s could not been generated because login failed.\n", iid, clsid.name);
+                KERNA_LOG(3, "iid:%s, clsid:%s could not been generated because login failed.\n",
+                          iid, clsid.name);
                 return nullptr;
             }
         }
@@ -216,8 +224,8 @@ IFactoryUnknown* CComponentHelper::getComponentFactory(const char* iid, const Cl
     return finishRequest(iid, clsid.name, found, isClientInterface, client);
 }
 
-IFactoryUnknown* CComponentHelper::getComponentFactory(const char* iid, const ClassID& clsid, int userID,
-                                                       IClient*& client) {
+IFactoryUnknown* CComponentHelper::getComponentFactory(const char* iid, const ClassID& clsid,
+                                                       int userID, IClient*& client) {
     client = nullptr;
     if (refuseNullRequest(iid, clsid)) return nullptr;
     const bool isClientInterface = std::strcmp(iid, IClient::IFactory::iid()) == 0;
@@ -233,4 +241,6 @@ IFactoryUnknown* CComponentHelper::getComponentFactory(const char* iid, const Cl
 }  // namespace Component
 }  // namespace Tessaran
 
-extern "C" void Kerna_uninitComponentFactory() { Tessaran::Component::CClientInstanceList::instance()->stop(); }
+extern "C" void Kerna_uninitComponentFactory() {
+    Tessaran::Component::CClientInstanceList::instance()->stop();
+}

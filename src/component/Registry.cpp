@@ -2,8 +2,6 @@
 //
 // Creation by class name: registered creators, creators found in modules by name, and the shared
 // instances of each class per server data.
-#include "component/ComponentRegistry.h"
-
 #include <cstdio>
 #include <cstring>
 #include <list>
@@ -13,6 +11,7 @@
 #include "base/Log.h"
 #include "base/ProcessObject.h"
 #include "component/ComponentHelper.h"
+#include "component/ComponentRegistry.h"
 #include "component/RegistryInternal.h"
 #include "component/ServerInfo.h"
 #include "component/Unknown.h"
@@ -48,9 +47,9 @@ struct ComponentInstance {
 };
 
 struct ComponentInfo {
-    ComponentCreator creator = nullptr;  // set only by registerComponent
+    ComponentCreator creator = nullptr;      // set only by registerComponent
     std::list<ComponentInstance> instances;  // oldest first
-    void* module = nullptr;  // loaded module, kept for the life of the process
+    void* module = nullptr;                  // loaded module, kept for the life of the process
 };
 
 struct ComponentRegistry {
@@ -67,7 +66,8 @@ const size_t kNameBuffer = 32;
 
 // The creator of `cid` from its module, loading the module the first time. Under the registry's
 // lock. A module without the creator leaves the name that was asked for in `missing`.
-ComponentCreator getDynamicCreator(ComponentRegistry& reg, const char* cid, char (&missing)[kNameBuffer]) {
+ComponentCreator getDynamicCreator(ComponentRegistry& reg, const char* cid,
+                                   char (&missing)[kNameBuffer]) {
     char dllname[kNameBuffer] = {};
     std::snprintf(dllname, sizeof dllname, "lib%s.so", cid);
     ComponentInfo& info = reg.map[cid];
@@ -129,7 +129,8 @@ IUnknown* getComponentInstance(const char* cid, const ServerInfo* serverInfo) {
         for (ComponentInstance& record : found->second.instances) {
             // An instance whose count has reached 0 is on its way out (its release is about to
             // remove the record): it is passed over, never handed out again.
-            if (record.matches(serverInfo) && Detail::addRefUnlessGone(record.object)) return record.object;
+            if (record.matches(serverInfo) && Detail::addRefUnlessGone(record.object))
+                return record.object;
         }
     }
     IUnknown* object = createUnderLock(reg, cid, serverInfo);
@@ -176,11 +177,12 @@ bool Detail::destroyComponent(IUnknown* object, const char* cid, bool isInstance
     }
     // Checked once the lock is left: a record that has gone is an inner fault.
     if (!classFound) {
-        Kerna::Detail::assertionFailed("pi != s_componentMap.end()", __PRETTY_FUNCTION__, __FILE__, __LINE__);
+        Kerna::Detail::assertionFailed("pi != s_componentMap.end()", __PRETTY_FUNCTION__, __FILE__,
+                                       __LINE__);
     }
     if (!recordFound) {
-        Kerna::Detail::assertionFailed("pj != (*pi).second.instances.end()", __PRETTY_FUNCTION__, __FILE__,
-                                       __LINE__);
+        Kerna::Detail::assertionFailed("pj != (*pi).second.instances.end()", __PRETTY_FUNCTION__,
+                                       __FILE__, __LINE__);
     }
     object->destroy();
     return true;

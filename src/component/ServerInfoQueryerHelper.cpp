@@ -42,7 +42,9 @@ public:
 
 namespace {
 
-Detail::QueryerHelperHolder& holder() { return *Kerna::Detail::ProcessObject<Detail::QueryerHelperHolder>::get(); }
+Detail::QueryerHelperHolder& holder() {
+    return *Kerna::Detail::ProcessObject<Detail::QueryerHelperHolder>::get();
+}
 
 // The default class of each interface.
 struct DefaultComponents {
@@ -76,12 +78,14 @@ bool CServerInfoQueryerHelper::setQueryerHandler(const TComPtr<IServerInfoQuerye
         }
     }
     if (!stored) {
-        KERNA_LOG(2, "setQueryerHandler failed setPtr:%p, oldPtr:%p\n", static_cast<void*>(handler.get()), old);
+        KERNA_LOG(2, "setQueryerHandler failed setPtr:%p, oldPtr:%p\n",
+                  static_cast<void*>(handler.get()), old);
     }
     return stored;
 }
 
-bool CServerInfoQueryerHelper::getServerInfoByChannel(int channel, Kerna::String& clsid, ServerInfo& serverInfo) {
+bool CServerInfoQueryerHelper::getServerInfoByChannel(int channel, Kerna::String& clsid,
+                                                      ServerInfo& serverInfo) {
     if (!holder().ready.load(std::memory_order_acquire) || channel == -1) {
         clsid = ClassID::local.name;
         return true;

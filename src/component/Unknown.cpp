@@ -15,9 +15,9 @@
 #include "base/Log.h"
 #include "base/ProcessObject.h"
 #include "component/ClassID.h"
+#include "component/ClientInstanceList.h"
 #include "component/ComponentHelper.h"
 #include "component/ComponentRegistry.h"
-#include "component/ClientInstanceList.h"
 #include "component/RegistryInternal.h"
 #include "component/UnknownInternal.h"
 #include "kerna/kerna3/Error.h"
@@ -121,7 +121,8 @@ namespace Detail {
 
 int decreaseRefCount(IUnknown* object) {
     KERNA_ASSERT(object);
-    return static_cast<int>(UnknownAccess::of(object)->refCount.fetch_sub(1, std::memory_order_acq_rel) - 1);
+    return static_cast<int>(
+        UnknownAccess::of(object)->refCount.fetch_sub(1, std::memory_order_acq_rel) - 1);
 }
 
 int getRefCount(IUnknown* object) {
@@ -161,7 +162,8 @@ int CComponentHelper::release(IUnknown* object) {
     if (object == nullptr) return 0;
     // A client's last reference is counted by the client list. The mark left by IClient's
     // constructor answers as a dynamic_cast to IClient would, without its cost on every release.
-    if (isClientObject(object)) return ClientFactory::releaseClientObject(static_cast<IClient*>(object));
+    if (isClientObject(object))
+        return ClientFactory::releaseClientObject(static_cast<IClient*>(object));
     return object->release();
 }
 
@@ -172,7 +174,8 @@ IUnknown* CComponentHelper::makeComponentObject(IUnknown* object) {
     }
     nameType(object);
     UnknownInternal* in = UnknownAccess::of(object);
-    if (in->table.load(std::memory_order_acquire) == nullptr) in->handedOut.store(1, std::memory_order_release);
+    if (in->table.load(std::memory_order_acquire) == nullptr)
+        in->handedOut.store(1, std::memory_order_release);
     return object;
 }
 

@@ -24,9 +24,9 @@ public:
     bool isInstance = false;            ///< a shared instance of the registry
     std::string classId;                ///< the registry's class name; empty for other objects
     std::atomic<Detail::CObjectTable*> table{nullptr};
-    std::string typeName;               ///< the dynamic type, empty until first handed out
-    Kerna::CMutex typeNameLock;         ///< guards the first setting of typeName
-    bool isClient = false;              ///< the object derives from IClient (set by its constructor)
+    std::string typeName;        ///< the dynamic type, empty until first handed out
+    Kerna::CMutex typeNameLock;  ///< guards the first setting of typeName
+    bool isClient = false;       ///< the object derives from IClient (set by its constructor)
 };
 
 namespace Detail {

@@ -15,20 +15,20 @@
 #include "component/ClientInternal.h"
 #include "component/ComPtr.h"
 #include "component/ComSelInfo.h"
+#include "component/ComponentTestSupport.h"
 #include "component/LocalComSelectManager.h"
 #include "component/ServerInfoQueryerHelper.h"
 #include "component/UnknownInternal.h"
-#include "component/ComponentTestSupport.h"
 #include "kerna/kerna3/Error.h"
 #include "kerna/kerna3/Time.h"
 #include "support/LogCapture.h"
 
 using namespace ComponentTest;
+using KernaTest::LogCapture;
 using Tessaran::Component::Detail::CComponentHelper;
 using Tessaran::Kerna::getLastError;
 using Tessaran::Kerna::setLastError;
 using Tessaran::Kerna::String;
-using KernaTest::LogCapture;
 
 namespace {
 
@@ -38,12 +38,15 @@ CClientInstanceList& clientList() { return *CClientInstanceList::instance(); }
 // rest of the process (the tables keep plain pointers).
 struct Classes {
     Classes(const char* clientClass, const char* echoClass)
-        : script(new Script), clients(new ScriptedClientFactory(clientClass, script)), echo(new EchoFactory(echoClass)) {
+        : script(new Script),
+          clients(new ScriptedClientFactory(clientClass, script)),
+          echo(new EchoFactory(echoClass)) {
         clients->registerFactory(IClient::IFactory::iid());
         echo->registerFactory(EchoFactory::iid());
     }
     IEcho* request(const ServerInfo& server, IClient*& client) {
-        return static_cast<EchoFactory*>(CComponentHelper::getComponentFactory(EchoFactory::iid(), echo->clsid(), server, client)) != nullptr
+        return static_cast<EchoFactory*>(CComponentHelper::getComponentFactory(
+                   EchoFactory::iid(), echo->clsid(), server, client)) != nullptr
                    ? echo->create()
                    : nullptr;
     }
@@ -58,7 +61,8 @@ struct Classes {
     EchoFactory* echo;
 };
 
-ServerInfo server(const char* address, int port, const char* user = "alice", const char* password = "secret") {
+ServerInfo server(const char* address, int port, const char* user = "alice",
+                  const char* password = "secret") {
     ServerInfo info;
     info.address = address;
     info.port = port;
@@ -127,10 +131,12 @@ ChannelQueryer* queryer() {
         static Classes classes("QueryerUser", "QueryerUser.Echo");
         classes.script->userId = 99;
         IClient* client = nullptr;
-        IClient::IFactory* wrap = static_cast<IClient::IFactory*>(
-            CComponentHelper::getComponentFactory("Client", "QueryerUser", ServerInfo::none, client));
+        IClient::IFactory* wrap =
+            static_cast<IClient::IFactory*>(CComponentHelper::getComponentFactory(
+                "Client", "QueryerUser", ServerInfo::none, client));
         IClient* own = wrap->create(server("127.0.0.2", 1));
-        ChannelQueryer* h = static_cast<ChannelQueryer*>(CComponentHelper::makeComponentObject(new ChannelQueryer));
+        ChannelQueryer* h =
+            static_cast<ChannelQueryer*>(CComponentHelper::makeComponentObject(new ChannelQueryer));
         EXPECT_TRUE(setQueryerHandler(TComPtr<IServerInfoQueryer>(h, own)));
         return h;
     }();
@@ -172,7 +178,8 @@ TEST(ClientRequest, OneRequestEndToEnd) {
     classes.script->onLogout = [&] {
         freeToGo = endsOnAnotherThread([] {
             IClient* none = nullptr;
-            CComponentHelper::getComponentFactory(EchoFactory::iid(), "E2E.Echo", ServerInfo::none, none);
+            CComponentHelper::getComponentFactory(EchoFactory::iid(), "E2E.Echo", ServerInfo::none,
+                                                  none);
             ClassIDList list(EchoFactory::iid());
             clientList().size();
         });
@@ -194,12 +201,14 @@ TEST(ClientRequest, FailedLoginReturnsNullAndTheNextRequestTriesAgain) {
     IClient* client = nullptr;
     EXPECT_EQ(classes.request(info, client), nullptr);
     EXPECT_EQ(client, nullptr);
-    EXPECT_TRUE(log.hasMessage("iid:IEcho, clsid:Fail.Echo could not been generated because login failed.\n"));
+    EXPECT_TRUE(log.hasMessage(
+        "iid:IEcho, clsid:Fail.Echo could not been generated because login failed.\n"));
     IClient* kept = clientList().findAlive("Fail", info);
     ASSERT_NE(kept, nullptr);
     EXPECT_EQ(Detail::getRefCount(kept), 1);  // only the list's reference
     EXPECT_EQ(classes.request(info, client), nullptr);
-    EXPECT_TRUE(log.hasMessage("iid:IEcho, clsid:Fail.Echo could not been got because login failed.\n"));
+    EXPECT_TRUE(
+        log.hasMessage("iid:IEcho, clsid:Fail.Echo could not been got because login failed.\n"));
     EXPECT_EQ(classes.clients->creates.load(), 1);
     EXPECT_EQ(classes.script->logins.load(), 2);
     classes.script->loginSucceeds = true;
@@ -223,7 +232,8 @@ TEST(ClientRequest, ABrokenConnectionIsNoticedAndMendedAtTheNextRequest) {
     classes.script->loginSucceeds = false;
     IClient* none = nullptr;
     EXPECT_EQ(classes.request(info, none), nullptr);
-    EXPECT_TRUE(log.hasMessage("iid:IEcho, clsid:Broken.Echo could not been got because re-login failed.\n"));
+    EXPECT_TRUE(log.hasMessage(
+        "iid:IEcho, clsid:Broken.Echo could not been got because re-login failed.\n"));
     EXPECT_TRUE(Detail::clientIsBroken(client));
     classes.script->broken = false;
     classes.script->loginSucceeds = true;
@@ -241,13 +251,16 @@ TEST(ClientRequest, ByUserFindsAClientInAnyStateWithoutALogin) {
     IClient* client = nullptr;
     EXPECT_EQ(classes.request(server("10.1.1.3", 3), client), nullptr);  // stays, not logged in
     setLastError(0);
-    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "User.Echo", 78, client), nullptr);
+    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "User.Echo", 78, client),
+              nullptr);
     EXPECT_EQ(getLastError(), 0);
-    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "User.Echo", 77, client), classes.echo);
+    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "User.Echo", 77, client),
+              classes.echo);
     ASSERT_NE(client, nullptr);
     EXPECT_EQ(classes.script->logins.load(), 1);
     EXPECT_EQ(classes.clients->instance(77), client);
-    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "User.Echo", -1, client), classes.echo);
+    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "User.Echo", -1, client),
+              classes.echo);
     EXPECT_EQ(client, nullptr);  // -1 asks for a local component
     // That first use gave up the list's reference: the request's is the last one.
     EXPECT_EQ(CComponentHelper::release(clientList().findForUser("User", 77)), 0);
@@ -262,25 +275,32 @@ TEST(ClientRequest, UnknownInterfaceOrClassAndMissingClientFactories) {
     IClient* client = nullptr;
     EXPECT_EQ(CComponentHelper::getComponentFactory("INope", "Err.Echo", info, client), nullptr);
     EXPECT_EQ(getLastError(), 0x10030000);
-    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "Err.Nope", info, client), nullptr);
+    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "Err.Nope", info, client),
+              nullptr);
     EXPECT_EQ(getLastError(), 0x10030001);
     EXPECT_EQ(classes.clients->creates.load(), 0);  // no client made for a missing entry
     // With a client: its reference goes before null returns.
     TComPtr<IEcho> held = classes.connect(info);
     ASSERT_TRUE(held);
-    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "Err.Nope", info, client), nullptr);
+    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "Err.Nope", info, client),
+              nullptr);
     EXPECT_EQ(Detail::getRefCount(held.getClient()), 1);
     // A copy of ServerInfo::none is a server: no client class "NoClient" exists.
     EchoFactory* orphan = new EchoFactory("NoClient.Echo");
     orphan->registerFactory(EchoFactory::iid());
     log.clear();
     const ServerInfo noneCopy = ServerInfo::none;
-    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "NoClient.Echo", noneCopy, client), nullptr);
+    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "NoClient.Echo", noneCopy,
+                                                    client),
+              nullptr);
     EXPECT_EQ(getLastError(), 0x10030002);
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{
-                                  "get factory failed, clsid: NoClient\n",
-                                  "iid:IEcho, clsid:NoClient.Echo could not been got because clientInstance could not be created.\n"}));
-    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "NoClient.Echo", ServerInfo::none, client), orphan);
+    EXPECT_EQ(log.messages(),
+              (std::vector<std::string>{"get factory failed, clsid: NoClient\n",
+                                        "iid:IEcho, clsid:NoClient.Echo could not been got because "
+                                        "clientInstance could not be created.\n"}));
+    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "NoClient.Echo",
+                                                    ServerInfo::none, client),
+              orphan);
     // A client factory that makes nothing.
     classes.clients->makesNothing = true;
     EXPECT_EQ(classes.request(server("10.1.1.5", 5), client), nullptr);
@@ -290,7 +310,9 @@ TEST(ClientRequest, UnknownInterfaceOrClassAndMissingClientFactories) {
     // An unregistered factory: found, no error, null.
     classes.echo->unregisterFactory(EchoFactory::iid());
     setLastError(0);
-    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "Err.Echo", ServerInfo::none, client), nullptr);
+    EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "Err.Echo",
+                                                    ServerInfo::none, client),
+              nullptr);
     EXPECT_EQ(getLastError(), 0);
     classes.echo->registerFactory(EchoFactory::iid());
 }
@@ -322,7 +344,8 @@ TEST(IClientFactoryWrap, CreateSharesAliveClientsButNeverLocalOnes) {
     for (IClient* c : {a, a, l1, l2}) CComponentHelper::release(c);
     EXPECT_EQ(classes.script->alive(), 0);
     EXPECT_EQ(localScript.alive(), 0);
-    EXPECT_EQ(classes.script->endedAfterOneLogout.load() + localScript.endedAfterOneLogout.load(), 3);
+    EXPECT_EQ(classes.script->endedAfterOneLogout.load() + localScript.endedAfterOneLogout.load(),
+              3);
 }
 
 TEST(IClient, StatusSignalAbortDefaultsAndOwnState) {
@@ -385,7 +408,8 @@ TEST(IClient, StatusSignalAbortDefaultsAndOwnState) {
     out.reservedBit = 1;
     out.reserved[0] = 9;
     EXPECT_TRUE(client->getServerInfo(out));  // an empty user name is reported
-    EXPECT_TRUE(log.hasMessage(std::string("this:") + testing::PrintToString(static_cast<void*>(client)) +
+    EXPECT_TRUE(log.hasMessage(std::string("this:") +
+                               testing::PrintToString(static_cast<void*>(client)) +
                                " userName of client is a null string!\n"));
     EXPECT_STREQ(out.address, "10.3.3.3");
     EXPECT_STREQ(out.textOption9, "nine");
@@ -395,7 +419,8 @@ TEST(IClient, StatusSignalAbortDefaultsAndOwnState) {
     EXPECT_EQ(out.reserved[0], 9);
     EXPECT_TRUE(client->saveUserName("first"));
     EXPECT_TRUE(client->saveUserName("second"));
-    EXPECT_TRUE(log.hasMessage(std::string("this:") + testing::PrintToString(static_cast<void*>(client)) +
+    EXPECT_TRUE(log.hasMessage(std::string("this:") +
+                               testing::PrintToString(static_cast<void*>(client)) +
                                " username of client has already saved.\n"));
     client->getServerInfo(out);
     EXPECT_STREQ(out.userName, "first");
@@ -432,8 +457,8 @@ TEST(ClientIdentity, ServerFieldsThatCountAndTheClassPart) {
     other.textOption9 = "9";
     other.reserved[5] = 1;
     EXPECT_TRUE(Detail::clientIsSameAs(c, "Id", other));
-    EXPECT_TRUE(Detail::clientIsSameAs(c, "Id.Other", other));   // only the class part counts
-    EXPECT_TRUE(Detail::clientIsSameAs(c, "I.x", other));        // a classId that merely begins so
+    EXPECT_TRUE(Detail::clientIsSameAs(c, "Id.Other", other));  // only the class part counts
+    EXPECT_TRUE(Detail::clientIsSameAs(c, "I.x", other));       // a classId that merely begins so
     EXPECT_FALSE(Detail::clientIsSameAs(c, "Ix", other));
     other.textOption10 = nullptr;
     EXPECT_FALSE(Detail::clientIsSameAs(c, "Id", other));
@@ -483,7 +508,8 @@ TEST(ClientList, ThreadsRequestUseAndReleaseAcrossThreeServersWhileTheIdleCheckR
     classes.script->failEveryLogin = 3;
     LogCapture quiet(2);  // the failed logins' lines
     ManualClientClock clock;
-    const ServerInfo servers[3] = {server("10.5.5.1", 1), server("10.5.5.2", 2), server("10.5.5.3", 3, "bob")};
+    const ServerInfo servers[3] = {server("10.5.5.1", 1), server("10.5.5.2", 2),
+                                   server("10.5.5.3", 3, "bob")};
     std::atomic<bool> stop{false};
     std::atomic<int> served{0}, refused{0}, wrongUser{0};
     std::vector<std::thread> threads;
@@ -514,7 +540,8 @@ TEST(ClientList, ThreadsRequestUseAndReleaseAcrossThreeServersWhileTheIdleCheckR
     EXPECT_EQ(wrongUser.load(), 0);
     // Clients that logged in ended with their last release; the others go with the idle check.
     clock.advance(1000000);
-    EXPECT_TRUE(eventually([&] { return classes.script->alive() == 0; }, 20000)) << classes.script->alive();
+    EXPECT_TRUE(eventually([&] { return classes.script->alive() == 0; }, 20000))
+        << classes.script->alive();
     EXPECT_EQ(classes.script->endedOtherwise.load(), 0);
     EXPECT_EQ(classes.script->endedAfterOneLogout.load(), classes.script->made.load());
 }
@@ -534,7 +561,8 @@ TEST(ServerInfoQueryer, WithAHandler) {
     CComponentHelper::setAsCurrentUser(nullptr);
     EXPECT_TRUE(CServerInfoQueryerHelper::instance()->getServerInfoByChannel(3, clsid, info));
     EXPECT_EQ(IClient::getCurrentUserID(), 99);  // asked under the user of the handler's client
-    EXPECT_FALSE(CServerInfoQueryerHelper::instance()->getServerInfoByDeviceId(nullptr, clsid, info));
+    EXPECT_FALSE(
+        CServerInfoQueryerHelper::instance()->getServerInfoByDeviceId(nullptr, clsid, info));
     EXPECT_TRUE(log.hasMessage("deviceId:(null) is empty\n"));
     EXPECT_TRUE(CServerInfoQueryerHelper::instance()->getServerInfoByDeviceId("", clsid, info));
     EXPECT_EQ(clsid, "");
@@ -543,8 +571,8 @@ TEST(ServerInfoQueryer, WithAHandler) {
     EXPECT_FALSE(setQueryerHandler(TComPtr<IServerInfoQueryer>(handler)));
     EXPECT_FALSE(setQueryerHandler(TComPtr<IServerInfoQueryer>()));
     char expected[128];
-    snprintf(expected, sizeof expected, "setQueryerHandler failed setPtr:%p, oldPtr:%p\n", static_cast<void*>(handler),
-             static_cast<void*>(handler));
+    snprintf(expected, sizeof expected, "setQueryerHandler failed setPtr:%p, oldPtr:%p\n",
+             static_cast<void*>(handler), static_cast<void*>(handler));
     EXPECT_TRUE(log.hasMessage(expected));
     EXPECT_TRUE(CServerInfoQueryerHelper::instance()->getServerInfoByChannel(3, clsid, info));
     EXPECT_EQ(clsid, "E2E.Echo");
@@ -580,7 +608,8 @@ TEST(FactoryTable, ClassListsAndCompoundNames) {
     EXPECT_EQ(after[1], "List.B");
     EXPECT_EQ(ClassIDList("INoSuchList").count(), 0u);
     EXPECT_EQ(ClassIDList("IListToo").count(), 1u);
-    EXPECT_STREQ(Tessaran::Kerna::getErrMsg(0x10030015), "Component error: User or password not valid!");
+    EXPECT_STREQ(Tessaran::Kerna::getErrMsg(0x10030015),
+                 "Component error: User or password not valid!");
     String client("Cam"), rest("Video"), nothing;
     EXPECT_EQ(getClassId(client, rest), "Cam.Video");
     EXPECT_EQ(getClassId(client, nothing), "Cam");

@@ -26,10 +26,10 @@ using namespace Tessaran::Component;
 // while the clients live. A script outlives its clients (tests keep scripts for the process).
 struct Script {
     std::atomic<bool> loginSucceeds{true};
-    std::atomic<int> failEveryLogin{0};   // above 0: every n-th login fails as well
+    std::atomic<int> failEveryLogin{0};  // above 0: every n-th login fails as well
     std::atomic<bool> broken{false};
-    std::atomic<int> userId{-1};          // -1: getUserID stores nothing
-    std::function<void()> onLogout;       // runs inside logout()
+    std::atomic<int> userId{-1};     // -1: getUserID stores nothing
+    std::function<void()> onLogout;  // runs inside logout()
 
     std::atomic<int> made{0};
     std::atomic<int> logins{0};
@@ -110,7 +110,8 @@ public:
     static const char* iid() { return "IEcho"; }
     const char* clsid() override { return m_clsid; }
     IEcho* create() {
-        return static_cast<IEcho*>(Detail::CComponentHelper::makeComponentObject(new EchoComponent));
+        return static_cast<IEcho*>(
+            Detail::CComponentHelper::makeComponentObject(new EchoComponent));
     }
 
 private:

@@ -23,9 +23,13 @@ public:
     void reserved() override {}
 };
 
-IUnknown* makeLocal(const ServerInfo*) { return Detail::CComponentHelper::makeComponentObject(new LocalWidget); }
+IUnknown* makeLocal(const ServerInfo*) {
+    return Detail::CComponentHelper::makeComponentObject(new LocalWidget);
+}
 
-bool fromModule(IUnknown* object) { return std::string(typeid(*object).name()).find("ModuleWidget") != std::string::npos; }
+bool fromModule(IUnknown* object) {
+    return std::string(typeid(*object).name()).find("ModuleWidget") != std::string::npos;
+}
 
 }  // namespace
 
@@ -39,14 +43,17 @@ TEST(ComponentModule, ClassesAreFoundInModulesBesideTheLibrary) {
     IUnknown* registered = createComponentObject("KernaTestModuleRegistered", nullptr);
     ASSERT_NE(registered, nullptr);
     registered->release();
-    // Cut names: "lib" + 26 characters + ".so" keeps 31 characters, "libKernaLongNamedTestModuleXY.s",
-    // and the creator's name is cut to "createKernaLongNamedTestModuleX".
+    // Cut names: "lib" + 26 characters + ".so" keeps 31 characters,
+    // "libKernaLongNamedTestModuleXY.s", and the creator's name is cut to
+    // "createKernaLongNamedTestModuleX".
     IUnknown* cut = createComponentObject("KernaLongNamedTestModuleXY", nullptr);
     ASSERT_NE(cut, nullptr);
     cut->release();
     EXPECT_TRUE(log.lines().empty());
     EXPECT_EQ(createComponentObject("KernaNoCreator", nullptr), nullptr);
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{"getDynamicCreator get proc:createKernaNoCreatorObject failed!\n"}));
+    EXPECT_EQ(log.messages(),
+              (std::vector<std::string>{
+                  "getDynamicCreator get proc:createKernaNoCreatorObject failed!\n"}));
     log.clear();
     EXPECT_EQ(createComponentObject("KernaNoSuchModule", nullptr), nullptr);  // nothing reported
     EXPECT_EQ(getComponentInstance("KernaNoSuchModule", nullptr), nullptr);
@@ -66,13 +73,16 @@ TEST(ServerInfoQueryer, WithoutAHandler) {
     ServerInfo info;
     for (int channel : {-5, -1, 0, 3}) {
         clsid = "";
-        EXPECT_TRUE(CServerInfoQueryerHelper::instance()->getServerInfoByChannel(channel, clsid, info));
+        EXPECT_TRUE(
+            CServerInfoQueryerHelper::instance()->getServerInfoByChannel(channel, clsid, info));
         EXPECT_EQ(clsid, "Local");
     }
-    EXPECT_FALSE(CServerInfoQueryerHelper::instance()->getServerInfoByDeviceId("cam-1", clsid, info));
+    EXPECT_FALSE(
+        CServerInfoQueryerHelper::instance()->getServerInfoByDeviceId("cam-1", clsid, info));
     EXPECT_FALSE(setQueryerHandler(TComPtr<IServerInfoQueryer>()));
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{"please call setQueryerHandler interface\n",
-                                                        "setQueryerHandler failed setPtr:(nil), oldPtr:(nil)\n"}));
+    EXPECT_EQ(log.messages(),
+              (std::vector<std::string>{"please call setQueryerHandler interface\n",
+                                        "setQueryerHandler failed setPtr:(nil), oldPtr:(nil)\n"}));
 }
 
 TEST(ClientCheck, StoppingTwiceReportsTwice) {

@@ -17,10 +17,10 @@
 #include "support/LogCapture.h"
 
 using namespace Tessaran::Component;
+using KernaTest::LogCapture;
 using Tessaran::Component::Detail::CComponentHelper;
 using Tessaran::Kerna::getLastError;
 using Tessaran::Kerna::setLastError;
-using KernaTest::LogCapture;
 
 namespace ObjectTestTypes {
 
@@ -51,7 +51,9 @@ struct WidgetKey : Detail::key_base {
     IUnknown* object;
 };
 
-IUnknown* makeGadget(const ServerInfo*) { return CComponentHelper::makeComponentObject(new Gadget); }
+IUnknown* makeGadget(const ServerInfo*) {
+    return CComponentHelper::makeComponentObject(new Gadget);
+}
 IUnknown* makeNothing(const ServerInfo*) { return nullptr; }
 
 }  // namespace ObjectTestTypes
@@ -193,7 +195,8 @@ TEST(Registry, SharedInstancesPerServerData) {
     again->release();
 
     ASSERT_TRUE(registerComponent("ObjectTestGadget", &makeGadget));
-    EXPECT_TRUE(log.hasMessage("registerComponentCreator creator for cid:ObjectTestGadget already exist!\n"));
+    EXPECT_TRUE(log.hasMessage(
+        "registerComponentCreator creator for cid:ObjectTestGadget already exist!\n"));
     ASSERT_TRUE(registerComponent("ObjectTestNothing", &makeNothing));
     EXPECT_EQ(getComponentInstance("ObjectTestNothing", nullptr), nullptr);
     log.clear();

@@ -2,11 +2,10 @@
 // on loopback with garbage, a disconnect in the middle of a request and refused logins, and a
 // remote component through the framework across a server that stops and comes back.
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <string>
 
@@ -59,8 +58,9 @@ TEST(RemoteProtocol, ParsesRequestsAndRefusesEverythingElse) {
     ASSERT_TRUE(parseRequest("CALL UPPER two words\r", 21, r));
     EXPECT_EQ(r.text, "two words");
     EXPECT_TRUE(parseRequest("STATUS", 6, r));
-    for (const char* bad : {"", "STATUS ", "LOGIN alice", "LOGIN alice pw extra", "LOGIN  alice pw", "LOGIN al!ce pw",
-                            "CALL DELETE x", "CALL UPPER", "login alice pw", "LOGOUT now", "CALL ECHO a\tb"}) {
+    for (const char* bad :
+         {"", "STATUS ", "LOGIN alice", "LOGIN alice pw extra", "LOGIN  alice pw", "LOGIN al!ce pw",
+          "CALL DELETE x", "CALL UPPER", "login alice pw", "LOGOUT now", "CALL ECHO a\tb"}) {
         EXPECT_FALSE(parseRequest(bad, strlen(bad), r)) << bad;
     }
     const std::string longest = "CALL ECHO " + std::string(kMaxLine - 10, 'x');
@@ -111,7 +111,8 @@ TEST(ExampleServer, SurvivesGarbageAndHalfRequestsAndNeverLogsAPassword) {
         EXPECT_EQ(flood.line(), "");  // then the server closed the connection
     }
     RawConnection polite(server.port());
-    polite.send("LOGIN alice wrong\nLOGIN nobody s3cr3t-Pa55\nLOGIN alice s3cr3t-Pa55\nCALL ECHO hi\n");
+    polite.send(
+        "LOGIN alice wrong\nLOGIN nobody s3cr3t-Pa55\nLOGIN alice s3cr3t-Pa55\nCALL ECHO hi\n");
     EXPECT_EQ(polite.line(), "ERR login refused");
     EXPECT_EQ(polite.line(), "ERR login refused");
     EXPECT_EQ(polite.line(), "OK 1001");

@@ -22,9 +22,11 @@ namespace {
 typedef TSignal1<int> Signal;
 typedef Signal::Proc Proc;
 
-const char kInvokeMoved[] = "the index of the current proc in the slotsList has changed when operator() released mutex\n";
+const char kInvokeMoved[] =
+    "the index of the current proc in the slotsList has changed when operator() released mutex\n";
 const char kInvokeLost[] = "operator() index is abnormal, can not find back old proc\n";
-const char kDetachMoved[] = "the index of the current proc in the slotsList has changed when detach() released mutex\n";
+const char kDetachMoved[] =
+    "the index of the current proc in the slotsList has changed when detach() released mutex\n";
 
 // A listener that records its name in a shared call list and can act during its call.
 struct Listener {
@@ -68,11 +70,12 @@ TEST(TSignal, ResultCodesOfAttachAndDetach) {
 TEST(TSignal, PositionsDecideTheOrderOfCalls) {
     Signal signal(4);
     std::vector<std::string> calls;
-    Listener a{&calls, "a", nullptr}, b{&calls, "b", nullptr}, c{&calls, "c", nullptr}, d{&calls, "d", nullptr};
-    EXPECT_EQ(signal.attach(a.proc()), 1);                          // slot 0
-    EXPECT_EQ(signal.attach(b.proc(), Signal::positionBack), 2);    // slot 3
-    EXPECT_EQ(signal.attach(c.proc(), Signal::positionFront), 3);   // c, a, -, b
-    EXPECT_EQ(signal.attach(d.proc(), Signal::positionBack), 4);    // c, a, b, d
+    Listener a{&calls, "a", nullptr}, b{&calls, "b", nullptr}, c{&calls, "c", nullptr},
+        d{&calls, "d", nullptr};
+    EXPECT_EQ(signal.attach(a.proc()), 1);                         // slot 0
+    EXPECT_EQ(signal.attach(b.proc(), Signal::positionBack), 2);   // slot 3
+    EXPECT_EQ(signal.attach(c.proc(), Signal::positionFront), 3);  // c, a, -, b
+    EXPECT_EQ(signal.attach(d.proc(), Signal::positionBack), 4);   // c, a, b, d
     signal(1);
     EXPECT_EQ(calls, (std::vector<std::string>{"c", "a", "b", "d"}));
     EXPECT_EQ(signal.attach(Proc(&noop), Signal::positionFront), -3);

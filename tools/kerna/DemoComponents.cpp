@@ -3,11 +3,10 @@
 // The component scene of `kerna demo`: one request for a remote component end to end, through
 // the example's loopback server and client (examples/remote/), then a second request sharing
 // the client, then the server stopped and the broken client mended at the next request.
+#include <kerna/kerna.h>
 #include <stdio.h>
 
 #include <string>
-
-#include <kerna/kerna.h>
 
 #include "Commands.h"
 #include "ExampleClient.h"
@@ -27,8 +26,8 @@ TComPtr<IRemoteText> componentOfChannel(int channel) {
     if (!CServerInfoQueryerHelper::instance()->getServerInfoByChannel(channel, clsid, server)) {
         return TComPtr<IRemoteText>();
     }
-    printf("  channel %d -> class %s on %s:%d as user %s\n", channel, clsid.c_str(), server.address, server.port,
-           server.userName);
+    printf("  channel %d -> class %s on %s:%d as user %s\n", channel, clsid.c_str(), server.address,
+           server.port, server.userName);
     return RemoteExample::requestRemoteText(server);
 }
 
@@ -56,8 +55,8 @@ void demoComponents() {
         return;
     }
     RemoteExample::registerExample();
-    RemoteExample::ExampleQueryer* queryer = static_cast<RemoteExample::ExampleQueryer*>(
-        Detail::CComponentHelper::makeComponentObject(
+    RemoteExample::ExampleQueryer* queryer =
+        static_cast<RemoteExample::ExampleQueryer*>(Detail::CComponentHelper::makeComponentObject(
             new RemoteExample::ExampleQueryer("127.0.0.1", server.port(), "alice", "wonderland")));
     if (!setQueryerHandler(TComPtr<IServerInfoQueryer>(queryer))) return;
 
@@ -67,25 +66,31 @@ void demoComponents() {
     printf("request 2: equal server fields share the client\n");
     TComPtr<IRemoteText> second = componentOfChannel(3);
     use("request 2", second);
-    printf("  shared: %s, clients alive: %d\n", first.getClient() == second.getClient() ? "yes" : "no",
-           ExampleClient::alive());
+    printf("  shared: %s, clients alive: %d\n",
+           first.getClient() == second.getClient() ? "yes" : "no", ExampleClient::alive());
 
-    printf("the server stops; the next request notices the broken connection and can't log in again\n");
+    printf(
+        "the server stops; the next request notices the broken connection and can't log in "
+        "again\n");
     const uint16_t port = server.port();
     server.stop();
     Tessaran::Kerna::setPrintLogLevel(6);
     TComPtr<IRemoteText> third = componentOfChannel(3);
     Tessaran::Kerna::setPrintLogLevel(4);
     use("request 3", third);
-    printf("the server is back on port %u; the broken client logs in again at the next request\n", port);
+    printf("the server is back on port %u; the broken client logs in again at the next request\n",
+           port);
     if (!server.start(port)) queryer->setPort((server.start() ? server.port() : 0));
-    if (server.port() != port) printf("  (port %u was taken: the server listens on %u)\n", port, server.port());
+    if (server.port() != port)
+        printf("  (port %u was taken: the server listens on %u)\n", port, server.port());
     TComPtr<IRemoteText> fourth = componentOfChannel(3);
     use("request 4", fourth);
-    printf("  same client as before: %s\n", fourth.getClient() == first.getClient() ? "yes" : "no, a new one");
+    printf("  same client as before: %s\n",
+           fourth.getClient() == first.getClient() ? "yes" : "no, a new one");
 
     first = second = third = fourth = TComPtr<IRemoteText>();
-    printf("all released: the client logged out and was destroyed, clients alive: %d\n", ExampleClient::alive());
+    printf("all released: the client logged out and was destroyed, clients alive: %d\n",
+           ExampleClient::alive());
     server.stop();
 }
 

@@ -122,13 +122,15 @@ public:
         // Lines only now that the lock is left.
         for (int k = 0; k < moved; ++k) {
             note(4, "detach",
-                 "the index of the current proc in the slotsList has changed when detach() released mutex\n");
+                 "the index of the current proc in the slotsList has changed when detach() "
+                 "released mutex\n");
         }
         if (lost) note(3, "detach", "detach index is abnormal, can not find back old proc\n");
         return lost ? -1 : result;
     }
 
-    /// True if any slot, free or attached, holds a delegate equal to `proc`; false for an empty one.
+    /// True if any slot, free or attached, holds a delegate equal to `proc`; false for an empty
+    /// one.
     bool isAttached(const Proc& proc) {
         if (proc.empty()) return false;
         CGuard guard(m_mutex);
@@ -168,11 +170,11 @@ public:
     }
 
 protected:
-    int32_t m_slotCapacity;     ///< number of slots, fixed at construction
-    int32_t m_slotCount;        ///< slots attached
-    SignalSlot* m_slots;        ///< the slots
-    CMutex m_mutex;             ///< guards all of the above; never held across a delegate call
-    int32_t m_invokerThread;    ///< thread that last entered the invocation; -1 until then
+    int32_t m_slotCapacity;   ///< number of slots, fixed at construction
+    int32_t m_slotCount;      ///< slots attached
+    SignalSlot* m_slots;      ///< the slots
+    CMutex m_mutex;           ///< guards all of the above; never held across a delegate call
+    int32_t m_invokerThread;  ///< thread that last entered the invocation; -1 until then
 
 private:
     /// The index of the first slot whose delegate equals `proc`, or -1. Under m_mutex.
@@ -187,19 +189,23 @@ private:
     static void flush(bool& moved, bool& lost) {
         if (moved) {
             note(4, "operator()",
-                 "the index of the current proc in the slotsList has changed when operator() released mutex\n");
+                 "the index of the current proc in the slotsList has changed when operator() "
+                 "released mutex\n");
         }
-        if (lost) note(3, "operator()", "operator() index is abnormal, can not find back old proc\n");
+        if (lost)
+            note(3, "operator()", "operator() index is abnormal, can not find back old proc\n");
         moved = lost = false;
     }
 
     static void note(int level, const char* operation, const char* text) {
-        static const char* const names[] = {"Tessaran::Kerna::TSignal0::", "Tessaran::Kerna::TSignal1::",
-                                            "Tessaran::Kerna::TSignal2::", "Tessaran::Kerna::TSignal3::",
-                                            "Tessaran::Kerna::TSignal4::", "Tessaran::Kerna::TSignal5::"};
+        static const char* const names[] = {
+            "Tessaran::Kerna::TSignal0::", "Tessaran::Kerna::TSignal1::",
+            "Tessaran::Kerna::TSignal2::", "Tessaran::Kerna::TSignal3::",
+            "Tessaran::Kerna::TSignal4::", "Tessaran::Kerna::TSignal5::"};
         char function[64];
         int n = 0;
-        for (const char* p = names[sizeof...(Args) < 6 ? sizeof...(Args) : 5]; *p; ++p) function[n++] = *p;
+        for (const char* p = names[sizeof...(Args) < 6 ? sizeof...(Args) : 5]; *p; ++p)
+            function[n++] = *p;
         for (const char* p = operation; *p && n < 63; ++p) function[n++] = *p;
         function[n] = '\0';
         logFilter(level, "Unknown", "SignalTemplate", function, __LINE__, "Unknown", "%s", text);
@@ -249,7 +255,8 @@ public:
 
 /// A signal with five arguments; see TSignal0.
 template <typename A1, typename A2, typename A3, typename A4, typename A5>
-class TSignal5 : public Detail::SignalBase<TFunction5<void, A1, A2, A3, A4, A5>, A1, A2, A3, A4, A5> {
+class TSignal5
+    : public Detail::SignalBase<TFunction5<void, A1, A2, A3, A4, A5>, A1, A2, A3, A4, A5> {
 public:
     typedef TFunction5<void, A1, A2, A3, A4, A5> Proc;
     explicit TSignal5(int capacity) : Detail::SignalBase<Proc, A1, A2, A3, A4, A5>(capacity) {}

@@ -26,7 +26,8 @@ void* loadModule(const char* fileName) {
     void* module = dlopen(fileName, RTLD_NOW | RTLD_LOCAL);
     if (module != nullptr || std::strchr(fileName, '/') != nullptr) return module;
     Dl_info self;
-    if (dladdr(reinterpret_cast<void*>(&loadModule), &self) == 0 || self.dli_fname == nullptr) return nullptr;
+    if (dladdr(reinterpret_cast<void*>(&loadModule), &self) == 0 || self.dli_fname == nullptr)
+        return nullptr;
     const char* slash = std::strrchr(self.dli_fname, '/');
     if (slash == nullptr) return nullptr;
     const std::string beside = std::string(self.dli_fname, slash + 1) + fileName;
