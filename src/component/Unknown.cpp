@@ -56,15 +56,20 @@ std::string dynamicTypeName(IUnknown* object) {
 }
 
 // The first step of every hand-out: the type's row takes the object over from the row "".
+// The lock is taken only until the type has been named once.
 void nameType(IUnknown* object) {
     UnknownInternal* in = Detail::UnknownAccess::of(object);
+    if (in->typeNamed.load(std::memory_order_acquire)) return;
     CGuard typeGuard(in->typeNameLock);
     if (!in->typeName.empty()) return;
     in->typeName = dynamicTypeName(object);
-    ComponentCounts& c = counts();
-    CGuard countGuard(c.lock);
-    ++c.counts[in->typeName];
-    --c.counts[""];
+    {
+        ComponentCounts& c = counts();
+        CGuard countGuard(c.lock);
+        ++c.counts[in->typeName];
+        --c.counts[""];
+    }
+    in->typeNamed.store(true, std::memory_order_release);
 }
 
 }  // namespace
