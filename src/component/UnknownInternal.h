@@ -26,6 +26,7 @@ public:
     std::atomic<Detail::CObjectTable*> table{nullptr};
     std::string typeName;        ///< the dynamic type, empty until first handed out
     Kerna::CMutex typeNameLock;  ///< guards the first setting of typeName
+    std::atomic<bool> typeNamed{false};  ///< typeName is set: later hand-outs take no lock
     bool isClient = false;       ///< the object derives from IClient (set by its constructor)
 };
 
