@@ -147,8 +147,8 @@ TEST(RemoteExample, ARemoteComponentAcrossAServerThatStopsAndComesBack) {
     EXPECT_EQ(second.getClient(), first.getClient());
     const uint16_t port = server.port();
     server.stop();
-    EXPECT_FALSE(requestRemoteText(info));  // broken, and the server isn't there to log in again
-    EXPECT_FALSE(first->upper("x", result));
+    EXPECT_FALSE(first->upper("x", result));  // the call finds the connection closed
+    EXPECT_FALSE(requestRemoteText(info));     // broken, and no server to log in again
     if (server.start(port)) {  // the same port: the same client logs in again
         auto third = requestRemoteText(info);
         ASSERT_TRUE(third);
