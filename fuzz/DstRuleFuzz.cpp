@@ -10,25 +10,15 @@
 #include <string>
 
 #include "DstRuleText.h"
-#include "kerna/kerna3/PrintLog.h"
-#include "kerna/kerna3/testing/SimulatedClock.h"
+#include "FuzzClock.h"
 #include "time/DstRule.h"
 
+using KernaFuzz::check;
 using Tessaran::Kerna::CTime;
 using Tessaran::Kerna::DstConfigInfo;
 
-namespace {
-
-void check(bool condition) {
-    if (!condition) std::abort();
-}
-
-}  // namespace
-
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    Tessaran::Kerna::Testing::installSimulatedClock(1773489600000LL, -28800);
-    Tessaran::Kerna::Testing::forbidRealClockSet();
-    Tessaran::Kerna::setPrintLogLevel(1);
+    KernaFuzz::useSimulatedClock();
     return 0;
 }
 

@@ -30,15 +30,11 @@ const int kZoneTable[40] = {
 const int kZoneMin = -43200;
 const int kZoneMax = 50400;
 
-CTime fieldsOf(const Detail::Platform::ClockFields& f) {
-    CTime t;
-    t.year = f.year;
-    t.month = f.month;
-    t.day = f.day;
+// A reading of the wall clock as a record; whatever the record has beyond it stays as given.
+template <class Record>
+Record fromWallClock(const Detail::Platform::ClockFields& f, Record t) {
+    Detail::copyDateTime(f, t);
     t.wday = f.weekday;
-    t.hour = f.hour;
-    t.minute = f.minute;
-    t.second = f.second;
     return t;
 }
 
@@ -61,18 +57,13 @@ TimeState& timeState() { return *ProcessObject<TimeState>::get(); }
 
 // ---- reading ------------------------------------------------------------------------------
 
-CTime CTime::getCurrentTime() { return fieldsOf(Detail::Platform::wallClock().readLocal()); }
+CTime CTime::getCurrentTime() {
+    return fromWallClock(Detail::Platform::wallClock().readLocal(), CTime());
+}
 
 SystemTimeEx CTime::getCurrentTimeEx() {
     const Detail::Platform::ClockFields f = Detail::Platform::wallClock().readLocal();
-    SystemTimeEx t = {};
-    t.year = f.year;
-    t.month = f.month;
-    t.day = f.day;
-    t.wday = f.weekday;
-    t.hour = f.hour;
-    t.minute = f.minute;
-    t.second = f.second;
+    SystemTimeEx t = fromWallClock(f, SystemTimeEx());
     t.millisecond = f.millisecond;
     return t;
 }

@@ -57,14 +57,10 @@ bool settingWentWell() { return !isSettingFailure(getLastError()); }
 
 // The default setter without the procs: clamps to minTime .. maxTime, holds back a change within
 // the tolerance, and sets the platform wall clock. `applied` gets the time the clock was set to.
-Applied applyToWallClock(const SystemTime& time, int millisecond, int tolerance, CTime& applied) {
+template <class Record>
+Applied applyToWallClock(const Record& time, int millisecond, int tolerance, CTime& applied) {
     applied = CTime();
-    applied.year = time.year;
-    applied.month = time.month;
-    applied.day = time.day;
-    applied.hour = time.hour;
-    applied.minute = time.minute;
-    applied.second = time.second;
+    Detail::copyDateTime(time, applied);
     Detail::normaliseFields(applied, true);
     if (millisecond < 0 || millisecond > 999) millisecond = 0;
     // The clamped time is a whole second: the clock never goes past maxTime.
@@ -80,12 +76,7 @@ Applied applyToWallClock(const SystemTime& time, int millisecond, int tolerance,
         if ((distance < 0 ? -distance : distance) <= tolerance) return Applied::heldBack;
     }
     Detail::Platform::ClockFields fields = {};
-    fields.year = applied.year;
-    fields.month = applied.month;
-    fields.day = applied.day;
-    fields.hour = applied.hour;
-    fields.minute = applied.minute;
-    fields.second = applied.second;
+    Detail::copyDateTime(applied, fields);
     fields.millisecond = millisecond;
     if (!Detail::Platform::wallClock().setLocal(fields)) {
         setLastError(Detail::kTimeSetRefused);
@@ -120,15 +111,10 @@ void tellRealUtcProcs(TimeState& state, unsigned long long oldUtc, unsigned long
 // their clamped date, everything else zero.
 SystemTimeEx recordOf(const SystemTimeEx& time) {
     SystemTimeEx record = {};
-    record.year = time.year;
-    record.month = time.month;
-    record.day = time.day;
+    Detail::copyDateTime(time, record);
     SystemTime date = {time.year, time.month, time.day, 0, 0, 0, 0, -1};
     Detail::normaliseFields(date, true);
     record.wday = date.wday;
-    record.hour = time.hour;
-    record.minute = time.minute;
-    record.second = time.second;
     record.millisecond = time.millisecond;
     return record;
 }
@@ -176,9 +162,7 @@ bool setFromRecord(const SystemTimeEx& time, int tolerance, bool carryDst) {
     bool changed = false;
     if (isDefault) {
         // The default setter's own steps, with the procs held back until the state is stored.
-        const SystemTime fields = {record.year, record.month,  record.day,   record.wday,
-                                   record.hour, record.minute, record.second, -1};
-        changed = applyToWallClock(fields, record.millisecond, tolerance, applied) == Applied::set;
+        changed = applyToWallClock(record, record.millisecond, tolerance, applied) == Applied::set;
     } else {
         hook(record, tolerance);
     }
@@ -208,6 +192,17 @@ struct ClientInfoSlot {
     }
 };
 thread_local ClientInfoSlot t_clientInfo;
+
+// Replaces a hook under the hook lock, and its notify flag when one is named; returns the old hook.
+template <class Hook>
+Hook replaceHook(Hook TimeState::*slot, const Hook& hook, bool TimeState::*notifyFlag, bool notify) {
+    TimeState& state = timeState();
+    CGuard guard(state.hookLock);
+    const Hook old = state.*slot;
+    state.*slot = hook;
+    if (notifyFlag != nullptr) state.*notifyFlag = notify;
+    return old;
+}
 
 // The heap copy of a ModifyTimeClientInfo: the record and its three texts in one block.
 ModifyTimeClientInfo* copyClientInfo(const ModifyTimeClientInfo& info) {
@@ -245,10 +240,8 @@ void setSysCurrentTime(const CTime& time, int tolerance) {
 }
 
 void setSysCurrentTimeEx(const SystemTimeEx& time, int tolerance) {
-    const SystemTime fields = {time.year, time.month,  time.day,    time.wday,
-                               time.hour, time.minute, time.second, -1};
     CTime applied;
-    if (applyToWallClock(fields, time.millisecond, tolerance, applied) == Applied::set) {
+    if (applyToWallClock(time, time.millisecond, tolerance, applied) == Applied::set) {
         tellModifyProcs(timeState(), applied, true);
     }
 }
@@ -329,13 +322,8 @@ bool CTime::setCurrentRealUTC(unsigned long long utcMilliSeconds, int tolerance)
     SystemTimeEx record = {};
     SystemTime fields = {};
     Detail::breakSeconds(static_cast<uint64_t>(seconds), fields);
-    record.year = fields.year;
-    record.month = fields.month;
-    record.day = fields.day;
+    Detail::copyDateTime(fields, record);
     record.wday = fields.wday;
-    record.hour = fields.hour;
-    record.minute = fields.minute;
-    record.second = fields.second;
     record.millisecond = rest;
 
     // The manager must not move the clock between the reading above and the set below.
@@ -368,53 +356,30 @@ bool CTime::attachModifyRealUTCProc(TFunction2<void, unsigned long long, unsigne
 
 TFunction2<void, const CTime&, int> CTime::attachSetCurrentTimeHook(
     TFunction2<void, const CTime&, int> hook) {
-    TimeState& state = timeState();
-    CGuard guard(state.hookLock);
-    const Detail::SetTimeHook old = state.setTimeHook;
-    state.setTimeHook = hook;
-    return old;
+    return replaceHook(&TimeState::setTimeHook, hook, nullptr, false);
 }
 
 TFunction2<void, const CTime&, int> CTime::attachSetCurrentTimeHook(
     TFunction2<void, const CTime&, int> hook, bool notify) {
-    TimeState& state = timeState();
-    CGuard guard(state.hookLock);
-    const Detail::SetTimeHook old = state.setTimeHook;
-    state.setTimeHook = hook;
-    state.notifyAfterHook = notify;
-    return old;
+    return replaceHook(&TimeState::setTimeHook, hook, &TimeState::notifyAfterHook, notify);
 }
 
 TFunction2<void, const SystemTimeEx&, int> CTime::attachSetCurrentTimeHookEx(
     TFunction2<void, const SystemTimeEx&, int> hook) {
-    TimeState& state = timeState();
-    CGuard guard(state.hookLock);
-    const Detail::SetTimeHookEx old = state.setTimeHookEx;
-    state.setTimeHookEx = hook;
-    return old;
+    return replaceHook(&TimeState::setTimeHookEx, hook, nullptr, false);
 }
 
 TFunction2<void, const SystemTimeEx&, int> CTime::attachSetCurrentTimeHookEx(
     TFunction2<void, const SystemTimeEx&, int> hook, bool notify) {
-    TimeState& state = timeState();
-    CGuard guard(state.hookLock);
-    const Detail::SetTimeHookEx old = state.setTimeHookEx;
-    state.setTimeHookEx = hook;
-    state.notifyAfterHookEx = notify;
-    return old;
+    return replaceHook(&TimeState::setTimeHookEx, hook, &TimeState::notifyAfterHookEx, notify);
 }
 
 void CTime::attachSetCurrentRealUTCHook(TFunction2<bool, unsigned long long, int> hook, bool notify) {
-    TimeState& state = timeState();
-    CGuard guard(state.hookLock);
-    state.setRealUtcHook = hook;
-    state.notifyAfterRealUtc = notify;
+    replaceHook(&TimeState::setRealUtcHook, hook, &TimeState::notifyAfterRealUtc, notify);
 }
 
 void CTime::attachModifyTimeVerifyHook(TFunction0<bool> hook) {
-    TimeState& state = timeState();
-    CGuard guard(state.hookLock);
-    state.verifyHook = hook;
+    replaceHook(&TimeState::verifyHook, hook, nullptr, false);
 }
 
 void CTime::setModifyTimeClientInfo(const ModifyTimeClientInfo& info) {

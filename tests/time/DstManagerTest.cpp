@@ -110,6 +110,17 @@ bool waitForSets(uint64_t count) {
 // Lets the manager check a few more times; nothing it does may change the count of sets.
 void letTheManagerCheckAgain() { Tessaran::Kerna::CThread::sleep(2500); }
 
+// The clock has been set `count` times and stays so while the manager checks again.
+::testing::AssertionResult setExactly(uint64_t count) {
+    if (!waitForSets(count)) {
+        return ::testing::AssertionFailure() << Testing::simulatedSetCount() << " sets, waited for " << count;
+    }
+    letTheManagerCheckAgain();
+    const uint64_t sets = Testing::simulatedSetCount();
+    if (sets != count) return ::testing::AssertionFailure() << sets << " sets, expected " << count;
+    return ::testing::AssertionSuccess();
+}
+
 int countMessages(LogCapture& capture, const std::string& message) {
     int n = 0;
     for (const std::string& m : capture.messages()) n += m == message;
@@ -203,9 +214,7 @@ TEST_F(DstManagerTest, MovesTheClockForwardOnceFromTwoSecondsBeforeTheStart) {
     LogCapture& capture = logCapture();
     setLocalClock(2026, 3, 8, 1, 59, 56, 500);
     ASSERT_TRUE(CTime::setDstConfig(kNorthStart, kNorthEnd, true));
-    ASSERT_TRUE(waitForSets(1));
-    letTheManagerCheckAgain();
-    EXPECT_EQ(Testing::simulatedSetCount(), 1u);
+    ASSERT_TRUE(setExactly(1));
     EXPECT_EQ(CTime::getDst(), 1);
 
     // Never before 01:59:58; one hour plus the two seconds added back, so the clock reads 03:00
@@ -232,10 +241,8 @@ TEST_F(DstManagerTest, MovesTheClockBackOnceAndNeverTwiceInTheRepeatedHour) {
     EXPECT_TRUE(CTime::setInitDst(true));
     setLocalClock(2026, 11, 1, 2, 59, 58, 300);
     ASSERT_TRUE(CTime::setDstConfig(kNorthStart, kNorthEnd, true));
-    ASSERT_TRUE(waitForSets(1));
-    letTheManagerCheckAgain();
+    ASSERT_TRUE(setExactly(1));
     // From 02:59:58 back to the start of the repeated hour; the manager then leaves the hour be.
-    EXPECT_EQ(Testing::simulatedSetCount(), 1u);
     EXPECT_EQ(CTime::getDst(), 0);
     const std::vector<std::string> events = observer.events();
     ASSERT_EQ(events.size(), 2u);
@@ -260,15 +267,11 @@ TEST_F(DstManagerTest, SouthernPeriodAcrossTheNewYear) {
     EXPECT_EQ(CTime::getDst(), 1);
     // The end in April, from two seconds before it.
     setLocalClock(2026, 4, 5, 2, 59, 58, 300);
-    ASSERT_TRUE(waitForSets(2));
-    letTheManagerCheckAgain();
-    EXPECT_EQ(Testing::simulatedSetCount(), 2u);
+    ASSERT_TRUE(setExactly(2));
     EXPECT_EQ(CTime::getDst(), 0);
     // And the start in October.
     setLocalClock(2026, 10, 4, 1, 59, 58, 300);
-    ASSERT_TRUE(waitForSets(3));
-    letTheManagerCheckAgain();
-    EXPECT_EQ(Testing::simulatedSetCount(), 3u);
+    ASSERT_TRUE(setExactly(3));
     EXPECT_EQ(CTime::getDst(), 1);
     const std::vector<std::string> events = observer.events();
     ASSERT_EQ(events.size(), 7u);
@@ -343,9 +346,7 @@ TEST_F(DstManagerTest, AProcOnTheManagersThreadMaySetTheClockAgain) {
     CTime::setTimeZone(28800);
     setLocalClock(2026, 3, 8, 1, 59, 58, 300);
     ASSERT_TRUE(CTime::setDstConfig(kNorthStart, kNorthEnd, true));
-    ASSERT_TRUE(waitForSets(2));
-    letTheManagerCheckAgain();
-    EXPECT_EQ(Testing::simulatedSetCount(), 2u);
+    ASSERT_TRUE(setExactly(2));
     EXPECT_EQ(proc.calls.load(), 2);
     EXPECT_EQ(CTime::getDst(), 1);
     Tessaran::Kerna::DstManager::instance().resetForTests();  // before the proc goes
