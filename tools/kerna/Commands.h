@@ -28,6 +28,8 @@ void useConsoleForLibraryLines();
 /// Scenes of the demo, one per subsystem.
 void demoThreads();
 void demoTimers();
+/// A remote component end to end on the example's loopback server (examples/remote/).
+void demoComponents();
 /// The packet scene of `kerna demo`: chooses a pool policy, so it must run before anything
 /// in the process has made a packet. Returns 0.
 int demoPackets();
@@ -38,6 +40,9 @@ int cmdBase64(int argc, char** argv);
 int cmdBase16(int argc, char** argv);
 int cmdAes(int argc, char** argv);
 int cmdDes(int argc, char** argv);
+int cmdDst(int argc, char** argv);
+/// The daylight-saving scene of `kerna demo`, on a simulated wall clock.
+void demoDst();
 
 }  // namespace KernaTool
 
