@@ -34,6 +34,7 @@ enum ForkRank {
     forkRankRegistry = 400,      ///< the thread registry (and, in the child, the thread objects)
     forkRankPackets = 450,       ///< packet memory
     forkRankPrint = 500,         ///< the print path's locks, log settings, the message table
+    forkRankWallClock = 550,     ///< a wall clock's own lock (read by the print path)
     forkRankRecursive = 600,     ///< the owners of CRecursiveMutex objects
     forkRankThreads = 900,       ///< the platform's thread records
 };
