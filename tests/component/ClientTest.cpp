@@ -299,8 +299,11 @@ TEST(ClientRequest, UnknownInterfaceOrClassAndMissingClientFactories) {
               nullptr);
     EXPECT_EQ(Detail::getRefCount(held.getClient()), 1);
     // A copy of ServerInfo::none is a server: no client class "NoClient" exists.
-    EchoFactory* orphan = new EchoFactory("NoClient.Echo");
-    orphan->registerFactory(EchoFactory::iid());
+    static EchoFactory* const orphan = [] {  // one for the process: the table keeps it
+        EchoFactory* factory = new EchoFactory("NoClient.Echo");
+        factory->registerFactory(EchoFactory::iid());
+        return factory;
+    }();
     log.clear();
     const ServerInfo noneCopy = ServerInfo::none;
     EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "NoClient.Echo", noneCopy,
