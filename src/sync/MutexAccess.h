@@ -22,6 +22,19 @@ public:
     static void resetAfterFork(CMutex& mutex);
 };
 
+/// The fork steps of a process-wide object's lock `T::*member` (a CMutex or a CRecursiveMutex):
+/// taken before a fork if the object exists, given back after it in the parent. What the child
+/// does is the object's own affair.
+template <class T, class Lock, Lock T::*member>
+struct LockAroundFork {
+    static void prepare() {
+        if (T* object = ProcessObject<T>::peek()) (object->*member).enter();
+    }
+    static void parent() {
+        if (T* object = ProcessObject<T>::peek()) (object->*member).leave();
+    }
+};
+
 /// For a process-wide object ProcessObject<T> whose state is guarded by its member `CMutex lock`
 /// alone: registers (once per type) fork handlers that take the lock before a fork if the object
 /// exists, give it back after, and make it free in the child. Call from T's constructor.
@@ -29,17 +42,10 @@ template <class T>
 void keepLockAcrossFork(int rank) {
     static std::atomic<bool> added{false};
     if (added.exchange(true)) return;
-    Platform::addForkHandlers(
-        rank,
-        [] {
-            if (T* object = ProcessObject<T>::peek()) object->lock.enter();
-        },
-        [] {
-            if (T* object = ProcessObject<T>::peek()) object->lock.leave();
-        },
-        [] {
-            if (T* object = ProcessObject<T>::peek()) MutexAccess::resetAfterFork(object->lock);
-        });
+    using Steps = LockAroundFork<T, CMutex, &T::lock>;
+    Platform::addForkHandlers(rank, &Steps::prepare, &Steps::parent, [] {
+        if (T* object = ProcessObject<T>::peek()) MutexAccess::resetAfterFork(object->lock);
+    });
 }
 
 }  // namespace Detail

@@ -14,8 +14,10 @@ CThreadLoadingController* CThreadLoadingController::instance() {
 }
 
 CThreadLoadingController::CThreadLoadingController() : CThread("ThreadLoadingControl", 1, 1, 0) {
-    Detail::Platform::addForkHandlers(Detail::Platform::forkRankLoadControl, &prepareFork,
-                                      &afterForkInParent, &afterForkInChild);
+    using Steps =
+        Detail::LockAroundFork<CThreadLoadingController, CMutex, &CThreadLoadingController::m_mutex>;
+    Detail::Platform::addForkHandlers(Detail::Platform::forkRankLoadControl, &Steps::prepare,
+                                      &Steps::parent, &afterForkInChild);
 }
 
 void CThreadLoadingController::atProcessExit() {
@@ -24,18 +26,6 @@ void CThreadLoadingController::atProcessExit() {
         m_exited = true;
     }
     if (!isThreadOver()) destroyThread();
-}
-
-void CThreadLoadingController::prepareFork() {
-    if (CThreadLoadingController* c = Detail::ProcessObject<CThreadLoadingController>::peek()) {
-        c->m_mutex.enter();
-    }
-}
-
-void CThreadLoadingController::afterForkInParent() {
-    if (CThreadLoadingController* c = Detail::ProcessObject<CThreadLoadingController>::peek()) {
-        c->m_mutex.leave();
-    }
 }
 
 void CThreadLoadingController::afterForkInChild() {

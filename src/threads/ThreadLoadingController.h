@@ -58,8 +58,6 @@ protected:
     void threadProc() override;
 
 private:
-    static void prepareFork();
-    static void afterForkInParent();
     static void afterForkInChild();
 
     CMutex m_mutex;

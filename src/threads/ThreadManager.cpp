@@ -58,8 +58,9 @@ ThreadManagerInternal* ThreadManagerInternal::instance() {
 }
 
 ThreadManagerInternal::ThreadManagerInternal() {
-    Detail::Platform::addForkHandlers(Detail::Platform::forkRankRegistry, &prepareFork,
-                                      &afterForkInParent, &afterForkInChild);
+    using Steps = Detail::LockAroundFork<ThreadManagerInternal, CMutex, &ThreadManagerInternal::mutex>;
+    Detail::Platform::addForkHandlers(Detail::Platform::forkRankRegistry, &Steps::prepare,
+                                      &Steps::parent, &afterForkInChild);
 }
 
 CThreadManager* ThreadManagerInternal::makeFacade() {
@@ -88,18 +89,6 @@ void ThreadManagerInternal::objectDestroyed(ThreadInternal* thread) {
 // change. The objects' own locks are not (a process may have thousands of thread objects): in
 // the child every object whose thread did not come along is put right as a whole below, and
 // its lock, which that thread may have held, is made free.
-void ThreadManagerInternal::prepareFork() {
-    if (ThreadManagerInternal* registry = Detail::ProcessObject<ThreadManagerInternal>::peek()) {
-        registry->mutex.enter();
-    }
-}
-
-void ThreadManagerInternal::afterForkInParent() {
-    if (ThreadManagerInternal* registry = Detail::ProcessObject<ThreadManagerInternal>::peek()) {
-        registry->mutex.leave();
-    }
-}
-
 void ThreadManagerInternal::afterForkInChild() {
     ThreadManagerInternal* registry = Detail::ProcessObject<ThreadManagerInternal>::peek();
     if (registry == nullptr) return;

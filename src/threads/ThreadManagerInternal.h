@@ -64,8 +64,6 @@ public:
     int mainThreadID = -1;
 
 private:
-    static void prepareFork();
-    static void afterForkInParent();
     static void afterForkInChild();
     void unlink(ThreadInternal* thread);
 

@@ -16,6 +16,7 @@
 #include "kerna/kerna3/PrintLog.h"
 #include "kerna/kerna3/Time.h"
 #include "platform/Fork.h"
+#include "sync/MutexAccess.h"
 #include "threads/TimerInternal.h"
 
 namespace Tessaran {
@@ -93,8 +94,10 @@ void CTimerThread::threadProc() {
 
 TimerManagerInternal::TimerManagerInternal()
     : CThread("TimerManager", 1, 0, 0), now(CTime::getCurrentMilliSecond()) {
-    Detail::Platform::addForkHandlers(Detail::Platform::forkRankTimers, &prepareFork,
-                                      &afterForkInParent, &afterForkInChild);
+    using Steps =
+        Detail::LockAroundFork<TimerManagerInternal, CRecursiveMutex, &TimerManagerInternal::mutex>;
+    Detail::Platform::addForkHandlers(Detail::Platform::forkRankTimers, &Steps::prepare,
+                                      &Steps::parent, &afterForkInChild);
     createThread();
 }
 
@@ -154,18 +157,6 @@ void TimerManagerInternal::forgetWorker(CTimerThread* worker) {
             worker->nextWorker = nullptr;
             return;
         }
-    }
-}
-
-void TimerManagerInternal::prepareFork() {
-    if (TimerManagerInternal* m = Detail::ProcessObject<TimerManagerInternal>::peek()) {
-        m->mutex.enter();
-    }
-}
-
-void TimerManagerInternal::afterForkInParent() {
-    if (TimerManagerInternal* m = Detail::ProcessObject<TimerManagerInternal>::peek()) {
-        m->mutex.leave();
     }
 }
 

@@ -125,8 +125,6 @@ private:
     /// Takes every idle worker off the pool (under `mutex`); endWorkers then ends them.
     CTimerThread* takeIdleWorkers();
     static void endWorkers(CTimerThread* workers);
-    static void prepareFork();
-    static void afterForkInParent();
     static void afterForkInChild();
 
     std::atomic<bool> m_failWorkerStart{false};
