@@ -72,8 +72,6 @@ const char* sourceName(const char* file, char* out, unsigned size) {
     return out;
 }
 
-namespace {
-
 // One kept line: its position and its whole message, already formatted.
 struct HeldLine {
     HeldLine* next;
@@ -84,11 +82,9 @@ struct HeldLine {
     char text[1];                // the message, as long as it needs to be
 };
 
-// Per thread: how many scopes are open and the lines kept so far. Plain values: only the
-// thread itself touches them.
-thread_local int t_heldDepth = 0;
-thread_local HeldLine* t_heldFirst = nullptr;
-thread_local HeldLine** t_heldEnd = &t_heldFirst;
+__attribute__((tls_model("initial-exec"))) thread_local HeldState t_held = {0, nullptr, nullptr};
+
+namespace {
 
 int print(int level, const char* file, const char* prettyFunction, int line, const char* format,
           va_list args) {
@@ -123,20 +119,19 @@ void hold(int level, const char* file, const char* prettyFunction, int line, con
     held->file = file;
     held->prettyFunction = prettyFunction;
     held->line = line;
-    *t_heldEnd = held;
-    t_heldEnd = &held->next;
+    HeldLine** end = t_held.end != nullptr ? t_held.end : &t_held.first;
+    *end = held;
+    t_held.end = &held->next;
 }
 
 }  // namespace
 
-HeldLines::HeldLines() { ++t_heldDepth; }
-
-HeldLines::~HeldLines() {
-    if (--t_heldDepth != 0) return;
+void printHeldLines() {
+    HeldState& state = t_held;
     // Take the list first: a printer or listener may log, or open a scope of its own.
-    HeldLine* held = t_heldFirst;
-    t_heldFirst = nullptr;
-    t_heldEnd = &t_heldFirst;
+    HeldLine* held = state.first;
+    state.first = nullptr;
+    state.end = nullptr;
     while (held != nullptr) {
         HeldLine* next = held->next;
         printText(held->level, held->file, held->prettyFunction, held->line, "%s", held->text);
@@ -150,7 +145,7 @@ int logAt(int level, const char* file, const char* prettyFunction, int line, con
     va_list args;
     va_start(args, format);
     int n = 0;
-    if (t_heldDepth > 0) {
+    if (t_held.depth > 0) {
         hold(level, file, prettyFunction, line, format, args);
     } else {
         n = print(level, file, prettyFunction, line, format, args);

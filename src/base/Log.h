@@ -41,14 +41,32 @@ inline bool printWouldPass(int level) {
 int logAt(int level, const char* file, const char* prettyFunction, int line, const char* format, ...)
     __attribute__((format(printf, 5, 6)));
 
+struct HeldLine;
+
+/// Per thread: how many HeldLines scopes are open and the lines kept so far. A scope is opened
+/// around every timer call, so the state sits in the initial thread-local block, reached
+/// without a call (the library's thread-local data is a few dozen bytes, well within what the
+/// system keeps for a library loaded later).
+struct HeldState {
+    int depth;
+    HeldLine* first;
+    HeldLine** end;
+};
+extern __attribute__((tls_model("initial-exec"))) thread_local HeldState t_held;
+
+/// Prints the kept lines of the calling thread, in order.
+void printHeldLines();
+
 /// While one lives on a thread, the library's own lines (KERNA_LOG) of that thread are kept
 /// instead of printed; the outermost scope of the thread prints them, in order, when it ends.
 /// Open it before taking a lock under which something may print, so that it ends after the
 /// lock is left.
 class HeldLines {
 public:
-    HeldLines();
-    ~HeldLines();
+    HeldLines() { ++t_held.depth; }
+    ~HeldLines() {
+        if (--t_held.depth == 0 && t_held.first != nullptr) printHeldLines();
+    }
     HeldLines(const HeldLines&) = delete;
     HeldLines& operator=(const HeldLines&) = delete;
 };

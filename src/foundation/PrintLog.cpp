@@ -492,7 +492,7 @@ void Kerna_resetcolor() {
         return;
     }
     if (g_lineComplete.load(std::memory_order_relaxed) == 0) return;
-    if (Detail::readConsoleOptions().noColor && g_colorReset.load(std::memory_order_relaxed) == 1) return;
+    if (Detail::consoleNoColor() && g_colorReset.load(std::memory_order_relaxed) == 1) return;
     Detail::Platform::flushConsole();
     Detail::Platform::setConsoleAttribute(g_savedAttribute.load(std::memory_order_relaxed));
     g_colorReset.store(1, std::memory_order_relaxed);

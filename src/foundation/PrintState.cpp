@@ -30,7 +30,7 @@ PrintOptions g_consoleOptions = {};
 std::atomic<uint32_t> g_optionWrites{0};
 std::atomic<bool> g_optionForkHandlersAdded{false};
 
-const size_t consoleBytes = 13;  // the used switches; the reserved bytes stay as they are
+const size_t usedBytes = 13;  // the switches; the reserved bytes behind them
 
 void loadBytes(const PrintOptions& from, PrintOptions& to, size_t count) {
     const unsigned char* in = reinterpret_cast<const unsigned char*>(&from);
@@ -73,16 +73,17 @@ uint32_t beginOptionWrite() {
 
 void endOptionWrite(uint32_t writes) { g_optionWrites.store(writes + 2, std::memory_order_release); }
 
-// Copies the records asked for (a null destination is skipped) as they were between two writes.
-void readRecords(PrintOptions* record, PrintOptions* console) {
+// Copies the first `count` bytes of the records asked for (a null destination is skipped) as they
+// were between two writes.
+void readRecords(PrintOptions* record, PrintOptions* console, size_t count) {
     for (;;) {
         const uint32_t before = g_optionWrites.load(std::memory_order_acquire);
         if (before & 1u) {
             Platform::yieldThread();
             continue;
         }
-        if (record != nullptr) loadBytes(g_printOptions, *record, sizeof(PrintOptions));
-        if (console != nullptr) loadBytes(g_consoleOptions, *console, sizeof(PrintOptions));
+        if (record != nullptr) loadBytes(g_printOptions, *record, count);
+        if (console != nullptr) loadBytes(g_consoleOptions, *console, count);
         if (g_optionWrites.load(std::memory_order_relaxed) == before) return;
     }
 }
@@ -111,24 +112,33 @@ StatisticsState& statistics() { return *ProcessObject<StatisticsState>::get(); }
 
 PrintOptions readPrintOptions() {
     PrintOptions record;
-    readRecords(&record, nullptr);
+    readRecords(&record, nullptr, sizeof(PrintOptions));
     return record;
 }
 
 PrintOptions readConsoleOptions() {
-    PrintOptions console;
-    readRecords(nullptr, &console);
+    PrintOptions console = {};
+    readRecords(nullptr, &console, usedBytes);
     return console;
 }
 
-void readOptionRecords(PrintOptions& record, PrintOptions& console) { readRecords(&record, &console); }
+void readOptionRecords(PrintOptions& record, PrintOptions& console) {
+    record = PrintOptions();
+    console = PrintOptions();
+    readRecords(&record, &console, usedBytes);
+}
+
+bool consoleNoColor() {
+    return __atomic_load_n(reinterpret_cast<const unsigned char*>(&g_consoleOptions.noColor),
+                           __ATOMIC_RELAXED) != 0;
+}
 
 PrintOptions* consoleOptionsRecord() { return &g_consoleOptions; }
 
 void writePrintOptions(const PrintOptions& options) {
     const uint32_t writes = beginOptionWrite();
     storeBytes(options, g_printOptions, sizeof(PrintOptions));
-    storeBytes(options, g_consoleOptions, consoleBytes);
+    storeBytes(options, g_consoleOptions, usedBytes);
     endOptionWrite(writes);
 }
 

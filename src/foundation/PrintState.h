@@ -26,9 +26,13 @@ extern std::atomic<int> g_colorReset;
 /// consistent record without a lock (a count of writes tells it to read again when a writer was
 /// at work meanwhile), so a line never mixes options of two settings.
 PrintOptions readPrintOptions();
+/// The console copy's switches (its reserved bytes read as zero).
 PrintOptions readConsoleOptions();
-/// Both records as they were at one moment (a line is built from one setting of them).
+/// The switches of both records as they were at one moment (a line is built from one setting of
+/// them); the reserved bytes read as zero.
 void readOptionRecords(PrintOptions& record, PrintOptions& console);
+/// The console copy's noColor switch alone.
+bool consoleNoColor();
 PrintOptions* consoleOptionsRecord();
 /// Writes the record and the 13 used bytes of the console copy.
 void writePrintOptions(const PrintOptions& options);
