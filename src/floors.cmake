@@ -8,5 +8,7 @@ set(KERNA_SOURCE_FLOORS
   "sync"                      # locks, semaphores, thread slots, the atomic count, processes
   "foundation"                # print path, log control, error registry
   "threads"                   # thread objects, the registry, load control, timers
-  "time memory utils"         # calendar and clocks; packet memory; digests, ciphers, charsets
+  "time memory utils file"    # calendar and clocks; packet memory; digests, ciphers, charsets;
+                              # file tables, file objects and searches
+  "logfile"                   # the log file writer (files, searches and calendar values)
   "startup")                  # the start-up unit and the exported test seam
