@@ -351,12 +351,17 @@ void assertionFailedMsg(const char* expression, const char* message, const char*
 
 namespace Detail {
 
-HeldLines::HeldLines() : m_previous(nullptr) {
+HeldLines::HeldLines() : m_previous(nullptr), m_outer(nullptr) {
     if (!reentryFlag().getValue(&m_previous)) m_previous = nullptr;
+    if (m_previous != nullptr && m_previous != insidePrint) {
+        m_outer = static_cast<HeldLines*>(m_previous);  // the outer one keeps them all
+        return;
+    }
     reentryFlag().setValue(this);
 }
 
 HeldLines::~HeldLines() {
+    if (m_outer != nullptr) return;
     reentryFlag().setValue(m_previous);
     if (m_text.empty()) return;
     const int error = errno;
@@ -366,6 +371,10 @@ HeldLines::~HeldLines() {
 }
 
 void HeldLines::add(const char* format, va_list args) {
+    if (m_outer != nullptr) {
+        m_outer->add(format, args);
+        return;
+    }
     const int error = errno;  // callers report errno after the line that may come between
     char text[1024];
     va_list copy;

@@ -56,7 +56,8 @@ void installLogFileWriter(LogFileWriterEntry entry);
 /// as a print from inside a print is, and goes to standard output when the object goes. The log
 /// file writer holds its lock inside such an object, so that a line of its own (or of a file
 /// table it calls) never prints under the lock, never comes back into the writer and never
-/// reaches the log file. errno is kept across add.
+/// reaches the log file. Inside another such object on the same thread, the outer one keeps the
+/// lines. errno is kept across add.
 class HeldLines {
 public:
     HeldLines();
@@ -68,6 +69,7 @@ public:
 
 private:
     void* m_previous;
+    HeldLines* m_outer;
     std::string m_text;
 };
 

@@ -55,6 +55,11 @@ public:
         std::lock_guard<std::mutex> g(m_lock);
         m_budget = bytes;
     }
+    /// While set, an open that would write fails with EACCES (a directory that is not writable).
+    void setRefuseOpenForWriting(bool refuse) {
+        std::lock_guard<std::mutex> g(m_lock);
+        m_refuseWriting = refuse;
+    }
     void addFile(const std::string& path, const std::string& data, int64_t mtime) {
         std::lock_guard<std::mutex> g(m_lock);
         Node& n = m_nodes[path];
@@ -98,6 +103,7 @@ public:
         const bool r = m.find('r') != std::string::npos;
         const bool w = m.find('w') != std::string::npos;
         const bool a = m.find('a') != std::string::npos;
+        if (m_refuseWriting && (w || a || plus)) return fail(EACCES);
         auto it = m_nodes.find(path);
         if (it != m_nodes.end() && it->second.directory) return fail(EISDIR);
         if (it == m_nodes.end()) {
@@ -398,6 +404,7 @@ private:
     int32_t m_nextSearch = 0;
     std::map<std::string, int> m_calls;
     int64_t m_budget = -1;
+    bool m_refuseWriting = false;
 };
 
 }  // namespace KernaTest

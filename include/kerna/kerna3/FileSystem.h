@@ -148,8 +148,9 @@ public:
 /// characters. Earlier hooks stand in front of later ones, whatever their lengths; hooking a
 /// prefix twice takes two places, and an unhook removes the first of them. An unhook of a prefix
 /// that is not hooked changes nothing. A null `prefix` is refused with a line at level 2. The
-/// table is not copied or owned: it must live while it is hooked. Hook and unhook at start-up,
-/// before other threads open files: a file that is open keeps the table it chose.
+/// table is not copied or owned: it must live while it is hooked and while a file opened through
+/// it is open, for a file that is open keeps the table it chose (the log file too: logCleanup
+/// closes it). Hook and unhook at start-up, before other threads open files.
 KERNA_API void hookFileSystem(const char* prefix, IFileSystem* table);
 
 }  // namespace Kerna
