@@ -57,6 +57,8 @@ std::vector<std::string> messagesOf(const std::string& contents) {
 class LogFileTest : public ::testing::Test {
 protected:
     void SetUp() override {
+        Detail::resetLogFileSettings();
+        logCleanup();  // a file left open would take the first lines
         m_start = Testing::simulatedUtc();
         m_fs.addDirectory("mem:/logs");
         hookFileSystem("mem:", &m_fs);
@@ -285,6 +287,8 @@ TEST(LogFileThreads, NoLineIsLostThroughRotation) {
     KernaTest::TempDir dir;
     LogCapture capture;
     setLogPrinter(TFunction1<void, const char*>(&discard));
+    Detail::resetLogFileSettings();
+    logCleanup();
     const std::string path = dir / "many";
     logfilter({"-logpath", path.c_str()});
     logfilter({"-logsavesetting", "bysize", "64", "0"});
