@@ -147,6 +147,23 @@ int refuseNullPath() {
     return -1;
 }
 
+// The warning of a failed operation, with errno and its text, in the name of the operation's
+// own function; errno is kept. No warning for a result of 0 or for errno `quietError`.
+int warnIfFailed(const void* table, int result, const char* function, int line,
+                 const char* operation, int quietError) {
+    if (result == 0) return result;
+    const int error = errno;
+    if (error != quietError && printWouldPass(3)) {
+        logAt(3, __FILE__, function, line, "this:%p %s failed, errno:%d, errmsg:%s\n", table,
+              operation, error, errorText(error));
+    }
+    errno = error;
+    return result;
+}
+
+#define KERNA_WARN_IF_FAILED(result, operation, quietError) \
+    warnIfFailed(this, result, __PRETTY_FUNCTION__, __LINE__, operation, quietError)
+
 }  // namespace
 
 void* FileDefaultOpt::fopen(const char* path, const char* mode) {
@@ -266,11 +283,7 @@ char* FileDefaultOpt::fgets(char* buffer, int size, void* file) {
     }
     std::clearerr(stream(file));
     char* result = std::fgets(buffer, size, stream(file));
-    if (std::ferror(stream(file))) {
-        const int error = errno;
-        KERNA_LOG(3, "this:%p fgets failed, errno:%d, errmsg:%s\n", this, error, errorText(error));
-        errno = error;
-    }
+    KERNA_WARN_IF_FAILED(std::ferror(stream(file)) ? -1 : 0, "fgets", 0);
     return result;
 }
 
@@ -281,13 +294,7 @@ int FileDefaultOpt::fputs(const char* text, void* file) {
     } else {
         result = std::fputs(text, stream(file));
     }
-    if (result == EOF) {
-        const int error = errno;
-        KERNA_LOG(3, "this:%p fputs failed, errno:%d, errmsg:%s\n", this, error, errorText(error));
-        errno = error;
-        return -1;
-    }
-    return result;
+    return result == EOF ? KERNA_WARN_IF_FAILED(-1, "fputs", 0) : result;
 }
 
 int FileDefaultOpt::rename(const char* oldPath, const char* newPath) {
@@ -297,45 +304,25 @@ int FileDefaultOpt::rename(const char* oldPath, const char* newPath) {
     } else {
         result = Platform::renamePath(SystemPath(oldPath).get(), SystemPath(newPath).get());
     }
-    if (result != 0) {
-        const int error = errno;
-        KERNA_LOG(3, "this:%p rename failed, errno:%d, errmsg:%s\n", this, error, errorText(error));
-        errno = error;
-    }
-    return result;
+    return KERNA_WARN_IF_FAILED(result, "rename", 0);
 }
 
 int FileDefaultOpt::remove(const char* path) {
     const int result =
         path == nullptr ? refuseNullPath() : Platform::removeFile(SystemPath(path).get());
-    if (result != 0 && errno != ENOENT) {
-        const int error = errno;
-        KERNA_LOG(3, "this:%p remove failed, errno:%d, errmsg:%s\n", this, error, errorText(error));
-        errno = error;
-    }
-    return result;
+    return KERNA_WARN_IF_FAILED(result, "remove", ENOENT);
 }
 
 int FileDefaultOpt::mkdir(const char* path) {
     const int result =
         path == nullptr ? refuseNullPath() : Platform::makeDirectory(SystemPath(path).get());
-    if (result != 0 && errno != EEXIST) {
-        const int error = errno;
-        KERNA_LOG(3, "this:%p mkdir failed, errno:%d, errmsg:%s\n", this, error, errorText(error));
-        errno = error;
-    }
-    return result;
+    return KERNA_WARN_IF_FAILED(result, "mkdir", EEXIST);
 }
 
 int FileDefaultOpt::rmdir(const char* path) {
     const int result =
         path == nullptr ? refuseNullPath() : Platform::removeDirectory(SystemPath(path).get());
-    if (result != 0) {
-        const int error = errno;
-        KERNA_LOG(3, "this:%p rmdir failed, errno:%d, errmsg:%s\n", this, error, errorText(error));
-        errno = error;
-    }
-    return result;
+    return KERNA_WARN_IF_FAILED(result, "rmdir", 0);
 }
 
 int FileDefaultOpt::statfs(const char* path, uint64_t* freeToCaller, uint64_t* total,
@@ -344,12 +331,7 @@ int FileDefaultOpt::statfs(const char* path, uint64_t* freeToCaller, uint64_t* t
     const int result = path == nullptr ? refuseNullPath()
                                        : Platform::fileSystemSpace(SystemPath(path).get(),
                                                                    available, all, free);
-    if (result != 0) {
-        const int error = errno;
-        KERNA_LOG(3, "this:%p statfs failed, errno:%d, errmsg:%s\n", this, error, errorText(error));
-        errno = error;
-        return -1;
-    }
+    if (KERNA_WARN_IF_FAILED(result, "statfs", 0) != 0) return -1;
     if (freeToCaller != nullptr) *freeToCaller = available;
     if (total != nullptr) *total = all;
     if (totalFree != nullptr) *totalFree = free;
@@ -368,12 +350,7 @@ int FileDefaultOpt::stat(const char* path, FileInfo* info) {
     } else {
         result = Platform::statPath(SystemPath(path).get(), st);
     }
-    if (result != 0) {
-        const int error = errno;
-        KERNA_LOG(3, "this:%p stat failed, errno:%d, errmsg:%s\n", this, error, errorText(error));
-        errno = error;
-        return -1;
-    }
+    if (KERNA_WARN_IF_FAILED(result, "stat", 0) != 0) return -1;
     copyName(info->name, path);
     info->attrib = static_cast<uint16_t>(st.mode);
     info->timeCreate = st.changeTime;

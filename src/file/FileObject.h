@@ -268,12 +268,8 @@ public:
 
     Size writev(const io_vec* vec, int count) {
         if (m_handle == nullptr) return -1;
-        IFileSystem2* table = dynamic_cast<IFileSystem2*>(m_opt);
-        if (table == nullptr) {
-            KERNA_FILE_LOG(3, "writev", "%s::current file system does not support writev.",
-                           Traits::className);
-            return -1;
-        }
+        IFileSystem2* table = extendedTable("writev", 0, nullptr);
+        if (table == nullptr) return -1;
         const int64_t n = table->writev(m_handle, vec, count);
         if (n > 0) {
             m_position = advanced(m_position, n);
@@ -283,63 +279,46 @@ public:
     }
 
     bool setvbuf(char* buffer, IOMode mode, size_t size) {
-        if (m_handle == nullptr) {
-            KERNA_FILE_LOG(3, "setvbuf", "%s::setvbuf failed, file has not been opened!\n",
-                           Traits::className);
-            return false;
-        }
-        IFileSystem2* table = dynamic_cast<IFileSystem2*>(m_opt);
-        if (table == nullptr) {
-            KERNA_FILE_LOG(3, "setvbuf", "%s::current file system does not support setvbuf.",
-                           Traits::className);
-            return false;
-        }
-        if (!table->setvbuf(m_handle, buffer, mode, size)) {
-            KERNA_FILE_LOG(3, "setvbuf", "%s::setvbuf failed\n", Traits::className);
-            return false;
-        }
-        return true;
+        IFileSystem2* table = extendedTable("setvbuf", 3, "setvbuf");
+        if (table == nullptr) return false;
+        return table->setvbuf(m_handle, buffer, mode, size) || refused("setvbuf");
     }
 
     bool fallocate(int mode, int64_t offset, int64_t length) {
-        if (m_handle == nullptr) {
-            KERNA_FILE_LOG(2, "fallocate", "%s::getHandle failed, file has not been opened!\n",
-                           Traits::className);
-            return false;
-        }
-        IFileSystem2* table = dynamic_cast<IFileSystem2*>(m_opt);
-        if (table == nullptr) {
-            KERNA_FILE_LOG(3, "fallocate", "%s::current file system does not support fallocate.",
-                           Traits::className);
-            return false;
-        }
-        if (!table->fallocate(m_handle, mode, offset, length)) {
-            KERNA_FILE_LOG(3, "fallocate", "%s::fallocate failed\n", Traits::className);
-            return false;
-        }
-        return true;
+        IFileSystem2* table = extendedTable("fallocate", 2, "getHandle");
+        if (table == nullptr) return false;
+        return table->fallocate(m_handle, mode, offset, length) || refused("fallocate");
     }
 
     bool fstat(FileInfoEx& info) {
-        if (m_handle == nullptr) {
-            KERNA_FILE_LOG(2, "fstat", "%s::ftruncate failed, file has not been opened!\n",
-                           Traits::className);
-            return false;
-        }
-        IFileSystem2* table = dynamic_cast<IFileSystem2*>(m_opt);
-        if (table == nullptr) {
-            KERNA_FILE_LOG(3, "fstat", "%s::current file system does not support fstat.",
-                           Traits::className);
-            return false;
-        }
-        if (!table->fstat(m_handle, &info)) {
-            KERNA_FILE_LOG(3, "fstat", "%s::fstat failed\n", Traits::className);
-            return false;
-        }
-        return true;
+        IFileSystem2* table = extendedTable("fstat", 2, "ftruncate");
+        if (table == nullptr) return false;
+        return table->fstat(m_handle, &info) || refused("fstat");
     }
 
 private:
+    // The table of the open file as an IFileSystem2 for `operation`, or null after its line: a
+    // closed file is reported at `closedLevel` under the name `closedName` (the names these
+    // lines have always carried), a plain IFileSystem at level 3.
+    IFileSystem2* extendedTable(const char* operation, int closedLevel, const char* closedName) {
+        if (m_handle == nullptr) {
+            KERNA_FILE_LOG(closedLevel, operation, "%s::%s failed, file has not been opened!\n",
+                           Traits::className, closedName);
+            return nullptr;
+        }
+        IFileSystem2* table = dynamic_cast<IFileSystem2*>(m_opt);
+        if (table == nullptr) {
+            KERNA_FILE_LOG(3, operation, "%s::current file system does not support %s.",
+                           Traits::className, operation);
+        }
+        return table;
+    }
+
+    bool refused(const char* operation) {
+        KERNA_FILE_LOG(3, operation, "%s::%s failed\n", Traits::className, operation);
+        return false;
+    }
+
     // `base` moved by `offset`, in the width of the count (a 32-bit count wraps as 32 bits).
     static Count advanced(Count base, int64_t offset) {
         return static_cast<Count>(static_cast<uint64_t>(base) + static_cast<uint64_t>(offset));
