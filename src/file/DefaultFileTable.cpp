@@ -137,7 +137,46 @@ class FileDefaultOptUTF8toWchar : public FileDefaultOpt {};
 
 namespace {
 
-FILE* stream(void* file) { return static_cast<FILE*>(file); }
+std::atomic<bool> g_countPositions{true};
+
+// An open stream of the default table: the C library's stream with its 16384-byte buffer, and
+// the position as the table counts it. The C library asks the system for the position at every
+// ftell; a stream that does not append counts it along instead, from 0 at the open, by every
+// byte read or written and from the target of a seek from the start. After anything it cannot
+// count (fgets, another seek, an error) the next ftell asks the system once, and counting goes
+// on from there. An appending stream always asks: the end of the file decides each write.
+struct Stream {
+    FILE* file;
+    bool append;
+    bool known;
+    int64_t position;
+    char buffer[streamBufferSize];
+};
+
+Stream* stream(void* file) { return static_cast<Stream*>(file); }
+
+int64_t tellStream(Stream* s) {
+    if (s->known && g_countPositions.load(std::memory_order_relaxed)) return s->position;
+    const int64_t position = Platform::tellStream64(s->file);
+    s->known = position >= 0 && !s->append;
+    s->position = position;
+    return position;
+}
+
+void countBytes(Stream* s, size_t bytes, bool failed) {
+    if (failed || s->append) {
+        s->known = false;
+    } else {
+        s->position += static_cast<int64_t>(bytes);
+    }
+}
+
+int seekStream(Stream* s, int64_t offset, int whence) {
+    const int result = Platform::seekStream64(s->file, offset, whence);
+    s->known = result == 0 && whence == 0 && !s->append;
+    s->position = offset;
+    return result;
+}
 
 const char* errorText(int error) { return std::strerror(error); }
 
@@ -192,14 +231,14 @@ void* FileDefaultOpt::fopen(const char* path, const char* mode) {
     }
 
     Platform::OpenStep failed = Platform::openStepOpen;
-    void* file = nullptr;
+    void* opened = nullptr;
     if (path == nullptr) {
         refuseNullPath();
     } else {
         const SystemPath systemPath(path);
-        file = Platform::openFileStream(systemPath.get(), flags, cleaned.c_str(), failed);
+        opened = Platform::openFileStream(systemPath.get(), flags, cleaned.c_str(), failed);
     }
-    if (file == nullptr) {
+    if (opened == nullptr) {
         const int error = errno;
         if (failed == Platform::openStepStream) {
             KERNA_LOG(3, "this:%p _fdopen get error, errno:%d, errmsg:%s\n", this, error,
@@ -211,23 +250,36 @@ void* FileDefaultOpt::fopen(const char* path, const char* mode) {
         errno = error;
         return nullptr;
     }
-    setvbuf(file, nullptr, ioFullBuffered, streamBufferSize);
-    return file;
+    Stream* s = new Stream;
+    s->file = static_cast<FILE*>(opened);
+    s->append = append;
+    s->known = !append;
+    s->position = 0;
+    setvbuf(s, s->buffer, ioFullBuffered, streamBufferSize);
+    return s;
 }
 
 int FileDefaultOpt::fclose(void* file) {
     if (file == nullptr) return refuseNullPath();
-    return std::fclose(stream(file));
+    Stream* s = stream(file);
+    const int result = std::fclose(s->file);
+    delete s;
+    return result;
 }
+
+void countStreamPositions(bool on) { g_countPositions.store(on, std::memory_order_relaxed); }
 
 size_t FileDefaultOpt::fread(void* buffer, size_t size, size_t count, void* file) {
     if (file == nullptr || (buffer == nullptr && size != 0 && count != 0)) {
         errno = EFAULT;
         return 0;
     }
-    std::clearerr(stream(file));
-    const size_t n = std::fread(buffer, size, count, stream(file));
-    if (std::ferror(stream(file))) {
+    Stream* s = stream(file);
+    std::clearerr(s->file);
+    const size_t n = std::fread(buffer, size, count, s->file);
+    const bool failed = std::ferror(s->file) != 0;
+    countBytes(s, n * size, failed);
+    if (failed) {
         const int error = errno;
         KERNA_LOG(3,
                   "this:%p fread failed or file is ending, expected:%lu, actual:%lu, errno:%d, "
@@ -244,9 +296,12 @@ size_t FileDefaultOpt::fwrite(const void* buffer, size_t size, size_t count, voi
         errno = EFAULT;
         return 0;
     }
-    std::clearerr(stream(file));
-    const size_t n = std::fwrite(buffer, size, count, stream(file));
-    if (std::ferror(stream(file))) {
+    Stream* s = stream(file);
+    std::clearerr(s->file);
+    const size_t n = std::fwrite(buffer, size, count, s->file);
+    const bool failed = std::ferror(s->file) != 0;
+    countBytes(s, n * size, failed);
+    if (failed) {
         const int error = errno;
         KERNA_LOG(3, "this:%p fwrite failed, expected:%lu, actual:%lu, errno:%d, errmsg:%s\n", this,
                   static_cast<unsigned long>(count), static_cast<unsigned long>(n), error,
@@ -258,17 +313,17 @@ size_t FileDefaultOpt::fwrite(const void* buffer, size_t size, size_t count, voi
 
 int FileDefaultOpt::fflush(void* file) {
     if (file == nullptr) return refuseNullPath();
-    return std::fflush(stream(file));
+    return std::fflush(stream(file)->file);
 }
 
 int FileDefaultOpt::fseek(void* file, int32_t offset, int whence) {
     if (file == nullptr) return refuseNullPath();
-    return Platform::seekStream64(file, offset, whence);
+    return seekStream(stream(file), offset, whence);
 }
 
 int32_t FileDefaultOpt::ftell(void* file) {
     if (file == nullptr) return refuseNullPath();
-    const int64_t position = Platform::tellStream64(file);
+    const int64_t position = tellStream(stream(file));
     if (position > INT32_MAX) {
         errno = EOVERFLOW;
         return -1;
@@ -281,9 +336,11 @@ char* FileDefaultOpt::fgets(char* buffer, int size, void* file) {
         errno = EFAULT;
         return nullptr;
     }
-    std::clearerr(stream(file));
-    char* result = std::fgets(buffer, size, stream(file));
-    KERNA_WARN_IF_FAILED(std::ferror(stream(file)) ? -1 : 0, "fgets", 0);
+    Stream* s = stream(file);
+    std::clearerr(s->file);
+    char* result = std::fgets(buffer, size, s->file);
+    s->known = false;  // a line may hold a zero byte: its length does not tell what was read
+    KERNA_WARN_IF_FAILED(std::ferror(s->file) ? -1 : 0, "fgets", 0);
     return result;
 }
 
@@ -292,7 +349,9 @@ int FileDefaultOpt::fputs(const char* text, void* file) {
     if (file == nullptr || text == nullptr) {
         result = refuseNullPath();
     } else {
-        result = std::fputs(text, stream(file));
+        Stream* s = stream(file);
+        result = std::fputs(text, s->file);
+        countBytes(s, std::strlen(text), result == EOF);
     }
     return result == EOF ? KERNA_WARN_IF_FAILED(-1, "fputs", 0) : result;
 }
@@ -362,12 +421,12 @@ int FileDefaultOpt::stat(const char* path, FileInfo* info) {
 
 int FileDefaultOpt::fseek64(void* file, int64_t offset, int whence) {
     if (file == nullptr) return refuseNullPath();
-    return Platform::seekStream64(file, offset, whence);
+    return seekStream(stream(file), offset, whence);
 }
 
 int64_t FileDefaultOpt::ftell64(void* file) {
     if (file == nullptr) return refuseNullPath();
-    return Platform::tellStream64(file);
+    return tellStream(stream(file));
 }
 
 bool FileDefaultOpt::setvbuf(void* file, char* buffer, int mode, size_t size) {
@@ -378,7 +437,7 @@ bool FileDefaultOpt::setvbuf(void* file, char* buffer, int mode, size_t size) {
         case ioUnbuffered: cMode = _IONBF; break;
         default: break;  // handed on as it comes; the C library refuses what it does not know
     }
-    if (file == nullptr || std::setvbuf(stream(file), buffer, cMode, size) != 0) {
+    if (file == nullptr || std::setvbuf(stream(file)->file, buffer, cMode, size) != 0) {
         KERNA_LOG(3, "FileDefaultOpt::setvbuf failed\n");
         return false;
     }
@@ -450,8 +509,8 @@ int32_t FileDefaultOpt::findfirst(const char* pattern, FileInfo* info) {
         }
     }
     if (id < 0) {
-        printf("[%s:%d] Kerna FileDefaultOpt::findfirst fail!\n", "DefaultFileTable", __LINE__);
-        fflush(stdout);
+        std::printf("[%s:%d] Kerna FileDefaultOpt::findfirst fail!\n", "DefaultFileTable", __LINE__);
+        std::fflush(stdout);
     }
     return id;
 }
@@ -465,8 +524,8 @@ std::shared_ptr<Search> FileDefaultOpt::findSearch(int32_t id) {
 int FileDefaultOpt::findnext(int32_t id, FileInfo* info) {
     const std::shared_ptr<Search> search = findSearch(id);
     if (search == nullptr) {
-        printf("[%s:%d] Kerna FileDefaultOpt::findnext fail!\n", "DefaultFileTable", __LINE__);
-        fflush(stdout);
+        std::printf("[%s:%d] Kerna FileDefaultOpt::findnext fail!\n", "DefaultFileTable", __LINE__);
+        std::fflush(stdout);
         return -1;
     }
     if (info == nullptr || !search->advance(info)) {
@@ -487,8 +546,8 @@ int FileDefaultOpt::findclose(int32_t id) {
         }
     }
     if (search == nullptr) {
-        printf("[%s:%d] Kerna FileDefaultOpt::findclose fail\n", "DefaultFileTable", __LINE__);
-        fflush(stdout);
+        std::printf("[%s:%d] Kerna FileDefaultOpt::findclose fail\n", "DefaultFileTable", __LINE__);
+        std::fflush(stdout);
         return -1;
     }
     return 0;  // the snapshot goes with the last reference, outside the lock

@@ -23,6 +23,11 @@ IFileSystem* utf8FileTable();
 /// given, tells whether a hook was chosen.
 IFileSystem* selectFileTable(const char* path, bool* hooked = nullptr);
 
+/// The default tables count the position of a stream that does not append, so that ftell asks
+/// the system only after what they cannot count; false makes every ftell ask (the reference,
+/// for tests and measurements).
+void countStreamPositions(bool on);
+
 /// True when `name` matches `pattern`: "*" any run of bytes, "?" any one byte, every other byte
 /// itself (case matters); the pattern "*.*" matches every name.
 bool matchFilePattern(const char* pattern, const char* name);

@@ -88,6 +88,17 @@ TEST_F(HookTableTest, LongPrefixIsCutAndCanBeUnhooked) {
     EXPECT_TRUE(capture.messages().back().find("prefix is NULL") != std::string::npos);
 }
 
+// The descriptor flags of the open file at `path` (found among this process's descriptors).
+int descriptorFlags(const std::string& path) {
+    for (int fd = 3; fd < 1024; ++fd) {
+        char link[4096];
+        const std::string proc = "/proc/self/fd/" + std::to_string(fd);
+        const ssize_t n = readlink(proc.c_str(), link, sizeof link - 1);
+        if (n > 0 && std::string(link, static_cast<size_t>(n)) == path) return fcntl(fd, F_GETFD);
+    }
+    return -1;
+}
+
 // The six access modes of the default table on real files: creation, truncation, appending,
 // and which direction is refused.
 TEST(FileDefaultOpt, ModeLettersFormTheOpenFlags) {
@@ -130,7 +141,7 @@ TEST(FileDefaultOpt, ModeLettersFormTheOpenFlags) {
     unlink(path.c_str());
     void* f = t->fopen(path.c_str(), "wbe");  // "e": not inherited by child processes
     ASSERT_NE(f, nullptr);
-    EXPECT_EQ(fcntl(fileno(static_cast<FILE*>(f)), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+    EXPECT_EQ(descriptorFlags(path) & FD_CLOEXEC, FD_CLOEXEC);
     ASSERT_EQ(stat(path.c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0600u);  // created with permission 0600
     t->fclose(f);
@@ -242,6 +253,43 @@ TEST(FileDefaultOpt, SearchIdsAndSnapshots) {
     EXPECT_EQ(t->findfirst("", &info), -1);  // refused at once, no warning
     EXPECT_EQ(t->findfirst(nullptr, &info), -1);
     EXPECT_TRUE(capture.lines().empty());
+}
+
+// The counted positions of the default table against the system's own, over random sequences
+// of reads, writes, seeks and lines on one stream: every ftell and the final contents agree.
+TEST(FileDefaultOpt, CountedPositionsEqualTheSystems) {
+    TempDir dir;
+    IFileSystem* t = Detail::defaultFileTable();
+    for (int round = 0; round < 20; ++round) {
+        std::vector<int64_t> told[2];
+        std::string contents[2];
+        for (int counted = 0; counted < 2; ++counted) {
+            Detail::countStreamPositions(counted == 1);
+            std::mt19937 random(static_cast<unsigned>(round));
+            const std::string path = dir / ("p" + std::to_string(counted));
+            void* f = t->fopen(path.c_str(), round % 3 == 2 ? "ab+" : "wb+");
+            ASSERT_NE(f, nullptr);
+            char buf[64];
+            for (int step = 0; step < 200; ++step) {
+                const unsigned op = random() % 7;
+                const size_t n = random() % 40;
+                if (op == 0) t->fwrite("abcdefghij\n0123456789\nABCDEFGHIJ\n0123456789", 1, n, f);
+                if (op == 1) t->fread(buf, 1, n, f);
+                if (op == 2) t->fseek(f, static_cast<int32_t>(n), 0);
+                if (op == 3) t->fseek64(f, -static_cast<int64_t>(n % 5), static_cast<int>(1 + n % 2));
+                if (op == 4) t->fgets(buf, static_cast<int>(n % 20), f);
+                if (op == 5) t->fputs(n % 2 ? "line\n" : "", f);
+                if (op == 6) t->fflush(f);
+                if (op != 6) t->fseek64(f, 0, 1);  // the switch between reading and writing
+                told[counted].push_back(random() % 2 ? t->ftell64(f) : t->ftell(f));
+            }
+            t->fclose(f);
+            contents[counted] = KernaTest::readFile(path);
+        }
+        EXPECT_EQ(told[0], told[1]) << "round " << round;
+        EXPECT_EQ(contents[0], contents[1]) << "round " << round;
+    }
+    Detail::countStreamPositions(true);
 }
 
 // The matcher against glibc's fnmatch, on patterns without the characters fnmatch reads
