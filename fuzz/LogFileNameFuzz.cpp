@@ -44,10 +44,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const std::string format =
             path + (withTime ? "_%04d-%02d-%02d-%02d-%02d-%02d_%d" : "_%04d-%02d-%02d_%d");
         int f[7] = {};
-        const int n = withTime ? std::sscanf(name.c_str(), format.c_str(), &f[0], &f[1], &f[2],
-                                             &f[3], &f[4], &f[5], &f[6])
-                               : std::sscanf(name.c_str(), format.c_str(), &f[0], &f[1], &f[2],
-                                             &f[6]);
+        const int n = withTime
+                          ? std::sscanf(name.c_str(), format.c_str(), &f[0], &f[1], &f[2], &f[3],
+                                        &f[4], &f[5], &f[6])
+                          : std::sscanf(name.c_str(), format.c_str(), &f[0], &f[1], &f[2], &f[6]);
         const bool oracle = n == (withTime ? 7 : 4);
         if (read != oracle) __builtin_trap();
         if (read && (s.year != f[0] || s.month != f[1] || s.day != f[2] || index != f[6])) {

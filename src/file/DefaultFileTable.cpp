@@ -6,11 +6,11 @@
 // search takes a snapshot of the matching names of its directory, sorted bytewise, and reads the
 // status of each entry when it hands it out; the snapshot lives in the table's search map under
 // a 32-bit id. The map's lock is held only for the map, never across a system call.
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <algorithm>
-#include <atomic>
 #include <map>
 #include <memory>
 #include <string>
@@ -387,9 +387,9 @@ int FileDefaultOpt::rmdir(const char* path) {
 int FileDefaultOpt::statfs(const char* path, uint64_t* freeToCaller, uint64_t* total,
                            uint64_t* totalFree) {
     uint64_t available = 0, all = 0, free = 0;
-    const int result = path == nullptr ? refuseNullPath()
-                                       : Platform::fileSystemSpace(SystemPath(path).get(),
-                                                                   available, all, free);
+    const int result =
+        path == nullptr ? refuseNullPath()
+                        : Platform::fileSystemSpace(SystemPath(path).get(), available, all, free);
     if (KERNA_WARN_IF_FAILED(result, "statfs", 0) != 0) return -1;
     if (freeToCaller != nullptr) *freeToCaller = available;
     if (total != nullptr) *total = all;
@@ -432,10 +432,17 @@ int64_t FileDefaultOpt::ftell64(void* file) {
 bool FileDefaultOpt::setvbuf(void* file, char* buffer, int mode, size_t size) {
     int cMode = mode;
     switch (mode) {
-        case ioFullBuffered: cMode = _IOFBF; break;
-        case ioLineBuffered: cMode = _IOLBF; break;
-        case ioUnbuffered: cMode = _IONBF; break;
-        default: break;  // handed on as it comes; the C library refuses what it does not know
+        case ioFullBuffered:
+            cMode = _IOFBF;
+            break;
+        case ioLineBuffered:
+            cMode = _IOLBF;
+            break;
+        case ioUnbuffered:
+            cMode = _IONBF;
+            break;
+        default:
+            break;  // handed on as it comes; the C library refuses what it does not know
     }
     if (file == nullptr || std::setvbuf(stream(file)->file, buffer, cMode, size) != 0) {
         KERNA_LOG(3, "FileDefaultOpt::setvbuf failed\n");
@@ -509,7 +516,8 @@ int32_t FileDefaultOpt::findfirst(const char* pattern, FileInfo* info) {
         }
     }
     if (id < 0) {
-        std::printf("[%s:%d] Kerna FileDefaultOpt::findfirst fail!\n", "DefaultFileTable", __LINE__);
+        std::printf("[%s:%d] Kerna FileDefaultOpt::findfirst fail!\n", "DefaultFileTable",
+                    __LINE__);
         std::fflush(stdout);
     }
     return id;

@@ -26,12 +26,17 @@ namespace Detail {
 void fileOpenMode(unsigned flags, bool direct, char (&mode)[8]) {
     const char* access = "";
     switch (flags & 0xF) {
-        case openRead: access = "rb"; break;
-        case openWrite: access = (flags & openKeep) ? "ab" : "wb"; break;
+        case openRead:
+            access = "rb";
+            break;
+        case openWrite:
+            access = (flags & openKeep) ? "ab" : "wb";
+            break;
         case openReadWrite:
             access = !(flags & openCreate) ? "rb+" : (flags & openKeep) ? "ab+" : "wb+";
             break;
-        default: break;  // no letters for other access values
+        default:
+            break;  // no letters for other access values
     }
     std::snprintf(mode, sizeof mode, "%s%s%s", access, (flags & openNoInherit) ? "e" : "",
                   (direct && (flags & openDirect)) ? "d" : "");
@@ -43,7 +48,9 @@ CFile::CFile() : m_internal(new FileInternal) {}
 
 CFile::~CFile() { delete m_internal; }
 
-bool CFile::open(const char* path, unsigned int flags) { return m_internal->open(this, path, flags); }
+bool CFile::open(const char* path, unsigned int flags) {
+    return m_internal->open(this, path, flags);
+}
 
 void CFile::close() { m_internal->close(); }
 
@@ -101,8 +108,7 @@ bool CFile::removeDirectory(const char* path) {
     return Detail::selectFileTable(path)->rmdir(path) == 0;
 }
 
-bool CFile::statFS(const char* path, uint64_t& freeToCaller, uint64_t& total,
-                   uint64_t& totalFree) {
+bool CFile::statFS(const char* path, uint64_t& freeToCaller, uint64_t& total, uint64_t& totalFree) {
     return Detail::selectFileTable(path)->statfs(path, &freeToCaller, &total, &totalFree) == 0;
 }
 

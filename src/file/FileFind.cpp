@@ -17,7 +17,9 @@ namespace Kerna {
 
 class FileFindInternal {
 public:
-    FileFindInternal() : m_table(Detail::defaultFileTable()) { std::memset(&m_info, 0, sizeof m_info); }
+    FileFindInternal() : m_table(Detail::defaultFileTable()) {
+        std::memset(&m_info, 0, sizeof m_info);
+    }
     ~FileFindInternal() { close(); }
 
     bool findFile(const char* fileName) {
@@ -55,8 +57,8 @@ public:
 
 private:
     void showDirectory() {
-        const size_t n = m_path.size() < sizeof m_info.name - 1 ? m_path.size()
-                                                               : sizeof m_info.name - 1;
+        const size_t n =
+            m_path.size() < sizeof m_info.name - 1 ? m_path.size() : sizeof m_info.name - 1;
         std::memcpy(m_info.name, m_path.data(), n);
         m_info.name[n] = '\0';
     }

@@ -22,15 +22,15 @@
 
 // A line of a file object, naming the class of the object (CFile or CLfsFile) and the operation,
 // as a line from that class's own member would.
-#define KERNA_FILE_LOG(level, operation, ...)                                                  \
-    do {                                                                                       \
-        if (::Tessaran::Kerna::Detail::printWouldPass(level)) {                                \
-            char function_[64];                                                                \
-            std::snprintf(function_, sizeof function_, "Tessaran::Kerna::%s::%s()",            \
-                          Traits::className, operation);                                       \
-            ::Tessaran::Kerna::Detail::logAt(level, Traits::sourceFile, function_, __LINE__,   \
-                                             __VA_ARGS__);                                     \
-        }                                                                                      \
+#define KERNA_FILE_LOG(level, operation, ...)                                                \
+    do {                                                                                     \
+        if (::Tessaran::Kerna::Detail::printWouldPass(level)) {                              \
+            char function_[64];                                                              \
+            std::snprintf(function_, sizeof function_, "Tessaran::Kerna::%s::%s()",          \
+                          Traits::className, operation);                                     \
+            ::Tessaran::Kerna::Detail::logAt(level, Traits::sourceFile, function_, __LINE__, \
+                                             __VA_ARGS__);                                   \
+        }                                                                                    \
     } while (0)
 
 namespace Tessaran {
@@ -171,7 +171,8 @@ public:
             done = m_opt->fwrite(bytes, 1, wanted, m_handle);
             if (done < wanted) {
                 KERNA_FILE_LOG(3, "write", "fwrite failed, expected:%lu, actual:%lu\n",
-                               static_cast<unsigned long>(wanted), static_cast<unsigned long>(done));
+                               static_cast<unsigned long>(wanted),
+                               static_cast<unsigned long>(done));
             }
         } else {
             while (done < wanted) {
@@ -248,7 +249,8 @@ public:
             return nullptr;
         }
         char* result = m_opt->fgets(buffer, static_cast<int>(size), m_handle);
-        if (result != nullptr) m_position = advanced(m_position, static_cast<int64_t>(std::strlen(buffer)));
+        if (result != nullptr)
+            m_position = advanced(m_position, static_cast<int64_t>(std::strlen(buffer)));
         return result;
     }
 
@@ -378,12 +380,12 @@ private:
     }
 
 public:
-    void* m_handle = nullptr;   ///< the open stream, null when closed
-    char* m_buffer = nullptr;   ///< contents after load, owned
-    Count m_length = 0;         ///< length as far as seen; 0: not taken yet
-    Count m_position = 0;       ///< current position
-    IFileSystem* m_opt;         ///< table in use, never null
-    IFileSystem* m_home;        ///< the object's default table
+    void* m_handle = nullptr;  ///< the open stream, null when closed
+    char* m_buffer = nullptr;  ///< contents after load, owned
+    Count m_length = 0;        ///< length as far as seen; 0: not taken yet
+    Count m_position = 0;      ///< current position
+    IFileSystem* m_opt;        ///< table in use, never null
+    IFileSystem* m_home;       ///< the object's default table
 };
 
 }  // namespace Detail

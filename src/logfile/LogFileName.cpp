@@ -67,8 +67,8 @@ std::string logFileSuffix(const LogFileStamp& s, bool withTime, int32_t index) {
     return suffix;
 }
 
-bool parseLogFileName(const char* name, const std::string& path, bool withTime,
-                      LogFileStamp& stamp, int32_t& index) {
+bool parseLogFileName(const char* name, const std::string& path, bool withTime, LogFileStamp& stamp,
+                      int32_t& index) {
     if (name == nullptr || std::strncmp(name, path.c_str(), path.size()) != 0) return false;
     const char* p = name + path.size();
     LogFileStamp s = {};

@@ -30,8 +30,8 @@ std::string logFileSuffix(const LogFileStamp& stamp, bool withTime, int32_t inde
 /// a sign and up to four characters; "%d" up to the first non-digit); text behind the index is
 /// ignored. True with stamp and index when every field was read. An index beyond 32 bits does
 /// not read.
-bool parseLogFileName(const char* name, const std::string& path, bool withTime,
-                      LogFileStamp& stamp, int32_t& index);
+bool parseLogFileName(const char* name, const std::string& path, bool withTime, LogFileStamp& stamp,
+                      int32_t& index);
 
 }  // namespace Detail
 }  // namespace Kerna

@@ -12,7 +12,7 @@
 //
 // The writer is a process-wide object, never freed. At process exit it closes the file and
 // writes no more: a thread that still logs then reaches the console only.
-#include "kerna/kerna3/LogFile.h"
+#include "logfile/LogFileWriter.h"
 
 #include <atomic>
 #include <cerrno>
@@ -24,10 +24,10 @@
 #include "foundation/PrintState.h"
 #include "kerna/kerna3/File.h"
 #include "kerna/kerna3/FileFind.h"
+#include "kerna/kerna3/LogFile.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/Time.h"
 #include "logfile/LogFileName.h"
-#include "logfile/LogFileWriter.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -158,8 +158,8 @@ void LogFileWriter::writeNumbered(HeldLines& held, const char* line, size_t leng
             FileInfo info;
             if (CFile::stat(newest.c_str(), info)) {
                 const CTime modified(static_cast<unsigned long long>(info.timeWrite));
-                m_date = LogFileStamp{modified.year,  modified.month,  modified.day,
-                                      modified.hour,  modified.minute, modified.second};
+                m_date = LogFileStamp{modified.year, modified.month,  modified.day,
+                                      modified.hour, modified.minute, modified.second};
                 m_numberedSize = static_cast<uint32_t>(info.size);
             } else {
                 m_date = LogFileStamp();
@@ -193,8 +193,7 @@ void LogFileWriter::writeNumbered(HeldLines& held, const char* line, size_t leng
 // keeps the one with the newest (or oldest) modification time; among equal times the first
 // found stays. The file being written is never the oldest: it was made just now. False (with
 // its line) when the directory cannot be searched.
-bool LogFileWriter::findLogFile(HeldLines& held, bool newest, std::string& found,
-                                int32_t& count) {
+bool LogFileWriter::findLogFile(HeldLines& held, bool newest, std::string& found, int32_t& count) {
     found.clear();
     count = 0;
     CFileFind find;
@@ -237,11 +236,11 @@ std::string LogFileWriter::nextFileName(HeldLines& held, const TimeRecord& now) 
             LogFileStamp stamp;
             int32_t index;
             if (!parseLogFileName(entry.c_str(), m_settings.path, withTime, stamp, index)) continue;
-            const bool sameDate = stamp.year == today.year && stamp.month == today.month &&
-                                  stamp.day == today.day;
-            const bool sameTime = !withTime || (stamp.hour == today.hour &&
-                                                stamp.minute == today.minute &&
-                                                stamp.second == today.second);
+            const bool sameDate =
+                stamp.year == today.year && stamp.month == today.month && stamp.day == today.day;
+            const bool sameTime =
+                !withTime || (stamp.hour == today.hour && stamp.minute == today.minute &&
+                              stamp.second == today.second);
             if (sameDate && sameTime && index > largest && index < INT32_MAX) largest = index;
         } while (find.findNextFile());
         find.close();

@@ -2,10 +2,9 @@
 // letters, the warnings and their absence, and the searches with their 32-bit ids.
 #include <fcntl.h>
 #include <fnmatch.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <cstdio>
 #include <random>
@@ -49,7 +48,7 @@ TEST_F(HookTableTest, SelectionFollowsTheOrderOfHooking) {
         "hookFileSystem called!, CFile/CLfsFile member function may be hooked!\n"));
     hook("/mnt/deep", &b);  // longer, but later: the earlier row wins
     EXPECT_EQ(Detail::selectFileTable("/mnt/deep/x"), &a);
-    EXPECT_EQ(Detail::selectFileTable("/mntx/a"), &a);  // a plain text prefix
+    EXPECT_EQ(Detail::selectFileTable("/mntx/a"), &a);                      // a plain text prefix
     EXPECT_EQ(Detail::selectFileTable("/mn"), Detail::defaultFileTable());  // shorter than it
     EXPECT_EQ(Detail::selectFileTable(nullptr), Detail::defaultFileTable());
 
@@ -162,7 +161,8 @@ TEST(FileDefaultOpt, WarningsNameErrnoAndItsText) {
     const std::vector<std::string> m = capture.messages();
     ASSERT_EQ(m.size(), 3u);
     char expected[128];
-    snprintf(expected, sizeof expected, "this:%p rmdir failed, errno:2, errmsg:No such file or directory\n",
+    snprintf(expected, sizeof expected,
+             "this:%p rmdir failed, errno:2, errmsg:No such file or directory\n",
              static_cast<void*>(t));
     EXPECT_EQ(m[0], expected);
     snprintf(expected, sizeof expected, "this:%p remove failed, errno:21, errmsg:Is a directory\n",
@@ -276,7 +276,8 @@ TEST(FileDefaultOpt, CountedPositionsEqualTheSystems) {
                 if (op == 0) t->fwrite("abcdefghij\n0123456789\nABCDEFGHIJ\n0123456789", 1, n, f);
                 if (op == 1) t->fread(buf, 1, n, f);
                 if (op == 2) t->fseek(f, static_cast<int32_t>(n), 0);
-                if (op == 3) t->fseek64(f, -static_cast<int64_t>(n % 5), static_cast<int>(1 + n % 2));
+                if (op == 3)
+                    t->fseek64(f, -static_cast<int64_t>(n % 5), static_cast<int>(1 + n % 2));
                 if (op == 4) t->fgets(buf, static_cast<int>(n % 20), f);
                 if (op == 5) t->fputs(n % 2 ? "line\n" : "", f);
                 if (op == 6) t->fflush(f);

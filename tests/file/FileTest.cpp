@@ -1,10 +1,9 @@
 // CFile as a user sees it: every operation on a hooked prefix reaches the hooked table and never
 // the disk, length and position cost no table call, the access modes and their lengths, load,
 // seek, the IFileSystem2 extras, and the operations on paths.
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
@@ -100,14 +99,15 @@ TEST_F(MemoryFileTest, EveryOperationReachesTheHookAndLengthAndPositionAreFree) 
     find.close();
     EXPECT_TRUE(CFile::remove("mem:/dir/g"));
     EXPECT_TRUE(CFile::removeDirectory("mem:/dir"));
-    for (const char* op : {"mkdir", "rename", "access", "stat", "statfs", "findfirst", "remove",
-                           "rmdir"}) {
+    for (const char* op :
+         {"mkdir", "rename", "access", "stat", "statfs", "findfirst", "remove", "rmdir"}) {
         EXPECT_GE(m_fs.calls(op), 1) << op;
     }
     CFileFind onDisk;  // the current directory stayed empty
     ASSERT_TRUE(onDisk.findFile("./*"));
     int entries = 0;
-    do ++entries; while (onDisk.findNextFile());
+    do ++entries;
+    while (onDisk.findNextFile());
     EXPECT_EQ(entries, 2);  // "." and ".."
     ASSERT_EQ(chdir(before), 0);
 }
@@ -139,7 +139,7 @@ TEST_F(MemoryFileTest, AccessModesAndTheirLengths) {
 
     m_fs.addFile("mem:/f", "abc", 1);
     ASSERT_TRUE(file.open("mem:/f", openWrite));  // "wb" empties, whatever openCreate says
-    EXPECT_EQ(m_fs.calls("stat"), 1);  // the length is still asked for: 0
+    EXPECT_EQ(m_fs.calls("stat"), 1);             // the length is still asked for: 0
     EXPECT_EQ(file.getLength(), 0u);
     EXPECT_EQ(file.puts("line\n"), 5);
     EXPECT_EQ(file.getLength(), 5u);
@@ -305,7 +305,8 @@ TEST(File, RecursiveDirectories) {
     CFileFind find;
     ASSERT_TRUE(find.findFile((dir / "a/*").c_str()));
     int entries = 0;
-    do ++entries; while (find.findNextFile());
+    do ++entries;
+    while (find.findNextFile());
     EXPECT_EQ(entries, 2);
     EXPECT_EQ(KernaTest::readFile(outside / "keep"), "z");
 

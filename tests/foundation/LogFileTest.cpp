@@ -124,7 +124,8 @@ TEST_F(LogFileTest, RestartAppendsToTheNewestFileUnderTheLimit) {
     logfilter({"-logsavesetting", "byday", "on", "0"});  // the newest is of today: no new file
     line("after restart");
     EXPECT_EQ(logs().size(), 4u);
-    const std::vector<std::string> appended = messagesOf(m_fs.contents("mem:/logs/app_2026-03-14_1"));
+    const std::vector<std::string> appended =
+        messagesOf(m_fs.contents("mem:/logs/app_2026-03-14_1"));
     EXPECT_EQ(appended, (std::vector<std::string>{"one", "after restart"}));
 
     // The same restart with the newest at its limit: a new index behind the largest.
@@ -162,9 +163,9 @@ TEST_F(LogFileTest, NamesToTheSecondCountWithinTheSecond) {
     }
     Testing::setSimulatedUtc(second + 1100);
     line(bigText('t'));  // the next second starts at 0 again
-    EXPECT_EQ(logs(), (std::vector<std::string>{"sec_2026-03-14-20-00-05_0",
-                                                "sec_2026-03-14-20-00-05_1",
-                                                "sec_2026-03-14-20-00-06_0"}));
+    EXPECT_EQ(logs(),
+              (std::vector<std::string>{"sec_2026-03-14-20-00-05_0", "sec_2026-03-14-20-00-05_1",
+                                        "sec_2026-03-14-20-00-06_0"}));
 }
 
 TEST_F(LogFileTest, FailuresPrintTheirLineAndTheNextLineTriesAgain) {
@@ -347,7 +348,8 @@ TEST(LogFileName, FormatsAndReadsTheSuffix) {
     EXPECT_FALSE(Detail::parseLogFileName("./app_2026-03-04-05-06-07_1", "./app", false, r, index));
     EXPECT_FALSE(Detail::parseLogFileName("./app_2026-03-04_", "./app", false, r, index));
     EXPECT_FALSE(Detail::parseLogFileName("./ap_2026-03-04_1", "./app", false, r, index));
-    EXPECT_FALSE(Detail::parseLogFileName("./app_2026-03-04_99999999999", "./app", false, r, index));
+    EXPECT_FALSE(
+        Detail::parseLogFileName("./app_2026-03-04_99999999999", "./app", false, r, index));
     EXPECT_FALSE(Detail::parseLogFileName("./app_20261-03-04_1", "./app", false, r, index));
 }
 

@@ -4,13 +4,12 @@
 // numbered log files of 2 KB in a fresh directory ("logfilter -logpath DIR/demo",
 // "-logsavesetting bysize 2 0"), which rotate as they fill. At the end the demo lists the files
 // it wrote, with their sizes and first lines, and removes them.
+#include <kerna/kerna.h>
 #include <stdio.h>
 #include <stdlib.h>
 
 #include <string>
 #include <vector>
-
-#include <kerna/kerna.h>
 
 #include "Commands.h"
 

@@ -29,13 +29,13 @@ namespace Kerna {
 ///     openReadWrite   set         clear      "wb+"   created or emptied
 ///     openReadWrite   set         set        "ab+"   created or appended to
 enum OpenFlags : unsigned int {
-    openRead = 0,            ///< read
-    openWrite = 1,           ///< write
-    openReadWrite = 2,       ///< read and write
-    openNoInherit = 0x80,    ///< not inherited by child processes (mode letter "e")
-    openCreate = 0x1000,     ///< with openReadWrite: create or empty rather than require the file
-    openKeep = 0x2000,       ///< keep the contents; with a writing access, append
-    openDirect = 0x10000,    ///< CFile only: direct access where the system has it (letter "d")
+    openRead = 0,          ///< read
+    openWrite = 1,         ///< write
+    openReadWrite = 2,     ///< read and write
+    openNoInherit = 0x80,  ///< not inherited by child processes (mode letter "e")
+    openCreate = 0x1000,   ///< with openReadWrite: create or empty rather than require the file
+    openKeep = 0x2000,     ///< keep the contents; with a writing access, append
+    openDirect = 0x10000,  ///< CFile only: direct access where the system has it (letter "d")
 };
 
 /// Origins of seek.
@@ -136,8 +136,8 @@ public:
     /// Removes everything inside directory `path` ("dir", "dir/" or "dir/*"), and the directory
     /// itself with `removeSelf`; the result is that of the last removal (true without
     /// removeSelf). Links are removed, never followed. A null or empty path, or one whose
-    /// search pattern would exceed 1024 characters: "the path is unvalid" at level 3; nothing found: "the path does not
-    /// exist" at level 3; false then.
+    /// search pattern would exceed 1024 characters: "the path is unvalid" at level 3; nothing
+    /// found: "the path does not exist" at level 3; false then.
     static bool removeDirectoryRecursively(const char* path, bool removeSelf);
     /// Does nothing on this system; false.
     static bool changeFileFlags(const char* path, bool set, unsigned int flags);
