@@ -10,5 +10,6 @@ set(KERNA_SOURCE_FLOORS
   "threads"                   # thread objects, the registry, load control, timers
   "time memory utils file"    # calendar and clocks; packet memory; digests, ciphers, charsets;
                               # file tables, file objects and searches
-  "logfile"                   # the log file writer (files, searches and calendar values)
+  "component logfile"         # component objects, registry, factories, clients and their list;
+                              # the log file writer (files, searches and calendar values)
   "startup")                  # the start-up unit and the exported test seam

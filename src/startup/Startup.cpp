@@ -13,6 +13,8 @@
 #include "kerna/kerna3/ThreadManager.h"
 #include "kerna/kerna3/Timer.h"
 #include "kerna/memory/SharePacketHelper.h"
+#include "component/ClientInstanceList.h"
+#include "component/ServerInfoQueryerHelper.h"
 #include "logfile/LogFileWriter.h"
 
 namespace Tessaran {
@@ -34,6 +36,8 @@ public:
         utf8FileTable();
         getErrMsg(0);                            // the error table
         Memory::CSharePacketHelper::instance();  // touches no packet manager
+        Component::CClientInstanceList::instance();  // starts the "ClientCheck" timer
+        Component::CServerInfoQueryerHelper::instance();
     }
 };
 
