@@ -45,48 +45,47 @@ void logfilter(std::vector<std::string> words) {
     setLogFilter(static_cast<int>(argv.size()), argv.data());
 }
 
-// One log file for all runs of the two log benchmarks: the print path with a printer that
-// discards, numbered files with a limit of 1 GiB (no rotation within the runs).
-void startLogFiles() {
-    static bool started = false;
-    if (started) return;
-    started = true;
-    PrintOptions o = {};
-    o.noColor = true;
-    setPrintOptions(o);
-    setPrintLogLevel(4);
-    setLogPrinter(TFunction1<void, const char*>(&discard));
-    logfilter({"-logpath", benchDirectory() + "/kerna"});
-    logfilter({"-logsavesetting", "bysize", "1048576", "0"});
-    std::atexit([] {
-        logfilter({"-logpath", ""});
-        logCleanup();
-    });
+// The print path with a printer that discards, numbered files with a limit of 1 GiB (no rotation
+// within a run). Each run starts on a log path of its own, so that runs do not depend on each
+// other's files (random interleaving stays valid).
+void startLogRun(const char* kind) {
+    static bool configured = false;
+    if (!configured) {
+        configured = true;
+        PrintOptions o = {};
+        o.noColor = true;
+        setPrintOptions(o);
+        setPrintLogLevel(4);
+        setLogPrinter(TFunction1<void, const char*>(&discard));
+        logfilter({"-logsavesetting", "bysize", "1048576", "0"});
+        std::atexit([] {
+            logfilter({"-logpath", ""});
+            logCleanup();
+        });
+    }
+    static int runs = 0;
+    logCleanup();
+    logfilter({"-logpath", benchDirectory() + "/" + kind + std::to_string(++runs) + "x"});
 }
 
-// The file as rotation makes it (mode "w+"): the steady state of a running program.
+int logLine() {
+    return logFilter(4, "Bench", "Bench.cpp", "g", 1, "v", "value %d %s\n", 42, "text");
+}
+
+// A file made by rotation (mode "w+"): the steady state of a running program.
 void BM_LogLineToNumberedFile(benchmark::State& state) {
-    startLogFiles();
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(
-            logFilter(4, "Bench", "Bench.cpp", "g", 1, "v", "value %d %s\n", 42, "text"));
-    }
+    startLogRun("w");
+    for (auto _ : state) benchmark::DoNotOptimize(logLine());
 }
 BENCHMARK(BM_LogLineToNumberedFile);
 
 // The newest file taken up again after a restart (mode "a+"): the C library asks the system for
 // the position of an appending stream at every ftell, which CFile's write and flush call.
 void BM_LogLineAppendingAfterRestart(benchmark::State& state) {
-    startLogFiles();
-    static bool restarted = false;
-    if (!restarted) {
-        restarted = true;
-        logCleanup();  // the next line takes up the newest file again
-    }
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(
-            logFilter(4, "Bench", "Bench.cpp", "g", 1, "v", "value %d %s\n", 42, "text"));
-    }
+    startLogRun("a");
+    logLine();     // makes the file
+    logCleanup();  // the next line takes it up again, appending
+    for (auto _ : state) benchmark::DoNotOptimize(logLine());
 }
 BENCHMARK(BM_LogLineAppendingAfterRestart);
 

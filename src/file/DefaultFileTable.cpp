@@ -275,9 +275,8 @@ size_t FileDefaultOpt::fread(void* buffer, size_t size, size_t count, void* file
         return 0;
     }
     Stream* s = stream(file);
-    std::clearerr(s->file);
-    const size_t n = std::fread(buffer, size, count, s->file);
-    const bool failed = std::ferror(s->file) != 0;
+    bool failed = false;
+    const size_t n = Platform::readStream(s->file, buffer, size, count, failed);
     countBytes(s, n * size, failed);
     if (failed) {
         const int error = errno;
@@ -297,9 +296,8 @@ size_t FileDefaultOpt::fwrite(const void* buffer, size_t size, size_t count, voi
         return 0;
     }
     Stream* s = stream(file);
-    std::clearerr(s->file);
-    const size_t n = std::fwrite(buffer, size, count, s->file);
-    const bool failed = std::ferror(s->file) != 0;
+    bool failed = false;
+    const size_t n = Platform::writeStream(s->file, buffer, size, count, failed);
     countBytes(s, n * size, failed);
     if (failed) {
         const int error = errno;

@@ -69,9 +69,11 @@ CThreadSpecific& reentryFlag() {
     return *flag;
 }
 
-// The flag's value: null outside, `insidePrint` inside logFilterEx, or the HeldLines object
-// that keeps the thread's lines while it is inside the log file writer.
+// The flag's value inside logFilterEx.
 void* const insidePrint = reinterpret_cast<void*>(1);
+
+// The object that keeps the thread's lines while it is inside the log file writer, or null.
+thread_local Detail::HeldLines* t_heldLines = nullptr;
 
 class ReentryGuard {
 public:
@@ -85,9 +87,7 @@ public:
     }
     bool wasSet() const { return m_value != nullptr; }
     /// The lines kept back on this thread, or null.
-    Detail::HeldLines* heldLines() const {
-        return m_value == insidePrint ? nullptr : static_cast<Detail::HeldLines*>(m_value);
-    }
+    Detail::HeldLines* heldLines() const { return t_heldLines; }
 
 private:
     void* m_value;
@@ -351,18 +351,23 @@ void assertionFailedMsg(const char* expression, const char* message, const char*
 
 namespace Detail {
 
-HeldLines::HeldLines() : m_previous(nullptr), m_outer(nullptr) {
-    if (!reentryFlag().getValue(&m_previous)) m_previous = nullptr;
-    if (m_previous != nullptr && m_previous != insidePrint) {
-        m_outer = static_cast<HeldLines*>(m_previous);  // the outer one keeps them all
-        return;
+// Inside logFilterEx (the usual case: the writer runs in a line's log file step) the reentry flag
+// is set already, and only the thread's holder changes; elsewhere (logCleanup, the exit routine)
+// the flag is set too, so that the thread's prints are taken for prints from inside a print.
+HeldLines::HeldLines() : m_outer(t_heldLines), m_setFlag(false) {
+    if (m_outer != nullptr) return;  // the outer one keeps them all
+    t_heldLines = this;
+    void* value = nullptr;
+    if (!reentryFlag().getValue(&value) || value == nullptr) {
+        reentryFlag().setValue(insidePrint);
+        m_setFlag = true;
     }
-    reentryFlag().setValue(this);
 }
 
 HeldLines::~HeldLines() {
     if (m_outer != nullptr) return;
-    reentryFlag().setValue(m_previous);
+    t_heldLines = nullptr;
+    if (m_setFlag) reentryFlag().setValue(nullptr);
     if (m_text.empty()) return;
     const int error = errno;
     fputs(m_text.c_str(), stdout);

@@ -68,8 +68,8 @@ public:
     void addf(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 private:
-    void* m_previous;
     HeldLines* m_outer;
+    bool m_setFlag;
     std::string m_text;
 };
 

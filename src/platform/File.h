@@ -33,6 +33,12 @@ enum OpenStep { openStepNone = 0, openStepOpen = 1, openStepStream = 2 };
 /// naming the step; a descriptor whose stream could not be made is closed again.
 void* openFileStream(const char* path, unsigned flags, const char* mode, OpenStep& failed);
 
+/// fwrite on a stream whose error flag is cleared first, all under one lock of the stream;
+/// `failed` tells whether the stream's error flag is set afterwards (errno then tells why).
+size_t writeStream(void* stream, const void* data, size_t size, size_t count, bool& failed);
+/// fread likewise.
+size_t readStream(void* stream, void* data, size_t size, size_t count, bool& failed);
+
 /// Moves a stream's position (whence 0 start, 1 current, 2 end); 0 or -1.
 int seekStream64(void* stream, int64_t offset, int whence);
 /// A stream's position, or -1.

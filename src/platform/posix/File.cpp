@@ -48,6 +48,26 @@ void* openFileStream(const char* path, unsigned flags, const char* mode, OpenSte
     return stream;
 }
 
+size_t writeStream(void* stream, const void* data, size_t size, size_t count, bool& failed) {
+    FILE* f = static_cast<FILE*>(stream);
+    ::flockfile(f);
+    ::clearerr_unlocked(f);
+    const size_t n = ::fwrite_unlocked(data, size, count, f);
+    failed = ::ferror_unlocked(f) != 0;
+    ::funlockfile(f);
+    return n;
+}
+
+size_t readStream(void* stream, void* data, size_t size, size_t count, bool& failed) {
+    FILE* f = static_cast<FILE*>(stream);
+    ::flockfile(f);
+    ::clearerr_unlocked(f);
+    const size_t n = ::fread_unlocked(data, size, count, f);
+    failed = ::ferror_unlocked(f) != 0;
+    ::funlockfile(f);
+    return n;
+}
+
 int seekStream64(void* stream, int64_t offset, int whence) {
     const int w = whence == 0 ? SEEK_SET : whence == 1 ? SEEK_CUR : SEEK_END;
     return ::fseeko(static_cast<FILE*>(stream), static_cast<off_t>(offset), w) == 0 ? 0 : -1;
