@@ -3,8 +3,16 @@
 // The block bookkeeping of the packet pool: one node per chunk of the region and one list head
 // per order, free blocks linked in circular doubly linked lists, requests served best fit by
 // order with splits from the top, frees merged with their buddies. The class takes no lock and
-// writes no log: PacketManagerInternal holds the lock around allocate/release and does the
-// reporting. The region itself is never touched, only addresses into it are computed.
+// writes no log: PacketManagerInternal holds the lock around every call and does the reporting.
+// The region itself is never touched, only addresses into it are computed.
+//
+// Two paths give the same blocks, lists and counts. The reference path does each step as it is
+// told: a walk up the lists for the first non-empty order, every split written at once, free
+// bytes counted by walking the lists. The fast path (the default) keeps a bitmask of non-empty
+// orders and a running free count, and defers the list writes of a split: the lower halves go
+// into their lists at the start of the next call of any kind (an accessor of the lists or nodes
+// included), or, when that next call gives the same block back, the split is simply undone and
+// the block merges as it would have. Between two calls the lists are always the specified ones.
 
 #ifndef KERNA_SRC_MEMORY_BUDDYALLOCATOR_H_
 #define KERNA_SRC_MEMORY_BUDDYALLOCATOR_H_
@@ -39,6 +47,11 @@ public:
     BuddyAllocator(const BuddyAllocator&) = delete;
     BuddyAllocator& operator=(const BuddyAllocator&) = delete;
 
+    /// Makes allocators built from now on take the reference path (true) or the fast path
+    /// (false, the default). An allocator keeps the path it was built with.
+    static void setReferencePath(bool reference);
+    static bool referencePath();
+
     /// Builds the node and head arrays (run-time heap) for `blockCount` chunks of
     /// 2^`chunkShift` bytes starting at `alignedBase`, and seeds the free lists: one free
     /// block per set bit of `blockCount`, the largest at the lowest chunk numbers.
@@ -64,7 +77,7 @@ public:
     /// merging it with its free buddies for as long as they are free and whole.
     void release(int32_t id);
 
-    /// Bytes in free blocks, by walking the lists.
+    /// Bytes in free blocks: the running count, or (reference path) a walk of the lists.
     uint64_t freeBytes() const;
 
     /// Number of free blocks in the list of `order`.
@@ -74,17 +87,35 @@ public:
     int32_t blockCount() const { return m_blockCount; }
     int32_t orderCount() const { return m_orderCount; }
     uint32_t chunkShift() const { return m_chunkShift; }
-    const ChunkNode* nodes() const { return m_nodes; }
-    const BufferList* lists() const { return m_lists; }
+    bool usesReferencePath() const { return m_reference; }
+    /// The node and head arrays, with every list write done.
+    const ChunkNode* nodes() const {
+        settle();
+        return m_nodes;
+    }
+    const BufferList* lists() const {
+        settle();
+        return m_lists;
+    }
+    /// Start address of chunk `id` (fixed at init; needs no list work).
+    unsigned char* addressOf(int32_t id) const { return m_nodes[id].addr; }
     /// Bytes of both management arrays together.
     uint64_t managementBytes() const;
     /// Real size in bytes of a block of `order`.
     uint64_t blockBytes(int32_t order) const { return (uint64_t(1) << order) << m_chunkShift; }
 
 private:
-    void insert(int32_t order, ChunkNode* node);
-    static void unlink(ChunkNode* node);
+    void insert(int32_t order, ChunkNode* node) const;
+    void unlink(ChunkNode* node) const;
     void clear();
+    /// Writes the lower halves of a deferred split into their lists.
+    void settle() const {
+        if (m_pendingChunk >= 0) writeSplit();
+    }
+    void writeSplit() const;
+    /// Merges the free block of code `code` (order + 1) at `id` with its free buddies and
+    /// links the result.
+    void mergeAndInsert(int32_t id, int32_t code);
 
     unsigned char* m_base;
     ChunkNode* m_nodes;
@@ -92,6 +123,18 @@ private:
     BufferList* m_lists;
     int32_t m_blockCount;
     int32_t m_orderCount;
+    bool m_reference;
+    // Fast path: bit k set while list k is not empty; chunks in free blocks. Both follow every
+    // list write (a deferred split counts as written for the free count, and in the mask only
+    // once written).
+    mutable uint32_t m_nonEmpty;
+    uint64_t m_freeChunks;
+    // The deferred split: the block of order m_pendingFrom at m_pendingStart was cut down to
+    // the allocated block of order m_pendingTo at m_pendingChunk (-1: nothing deferred).
+    mutable int32_t m_pendingChunk;
+    int32_t m_pendingStart;
+    int32_t m_pendingFrom;
+    int32_t m_pendingTo;
 };
 
 }  // namespace Detail

@@ -6,10 +6,13 @@
 #include "platform/Lock.h"
 
 #include <errno.h>
+#include <linux/futex.h>
 #include <pthread.h>
 #include <sched.h>
 #include <semaphore.h>
+#include <sys/syscall.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <new>
@@ -42,6 +45,9 @@ timespec monotonicDeadline(uint32_t ms) {
 }
 
 }  // namespace
+
+static_assert(sizeof(std::atomic<int32_t>) == sizeof(int32_t) && std::atomic<int32_t>::is_always_lock_free,
+              "a futex word is a plain 32-bit integer");
 
 static_assert(sizeof(pthread_mutex_t) <= 48, "lock storage too small");
 static_assert(sizeof(EventState) <= 112, "event storage too small");
@@ -146,6 +152,15 @@ void sleepMs(uint32_t milliseconds) {
 }
 
 void yieldThread() { sched_yield(); }
+
+// A futex of this process (FUTEX_PRIVATE_FLAG): the word never lies in shared memory.
+void waitOnWord(std::atomic<int32_t>& word, int32_t expected) {
+    syscall(SYS_futex, reinterpret_cast<int32_t*>(&word), FUTEX_WAIT_PRIVATE, expected, nullptr, nullptr, 0);
+}
+
+void wakeOneOnWord(std::atomic<int32_t>& word) {
+    syscall(SYS_futex, reinterpret_cast<int32_t*>(&word), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
 
 }  // namespace Platform
 }  // namespace Detail
