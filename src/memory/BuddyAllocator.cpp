@@ -55,17 +55,6 @@ void BuddyAllocator::clear() {
     m_pendingChunk = -1;
 }
 
-int32_t BuddyAllocator::orderOf(uint64_t size, uint32_t chunkShift) {
-    // (size - 1) >> (chunkShift - 1): 0 and 1 are order 0, 2 and 3 order 1, and so on
-    // (chunkShift is at least 10: chunks of 1024 bytes or more). The order is taken on 32
-    // bits; a shifted value beyond them (size 0 wraps to all ones, or a huge request) is
-    // order 31, which no pool holds (blockCount is a signed 32-bit number, so at most 31
-    // orders, 0 to 30), instead of a small order from the low bits.
-    uint64_t shifted = (size - 1) >> (chunkShift - 1);
-    if (shifted > 0xFFFFFFFFu) return 31;
-    return floorLog2(shifted);
-}
-
 BuddyAllocator::InitResult BuddyAllocator::init(unsigned char* alignedBase, int32_t blockCount,
                                                 uint32_t chunkShift) {
     clear();
@@ -128,98 +117,56 @@ void BuddyAllocator::insert(int32_t order, ChunkNode* node) const {
     m_nonEmpty |= uint32_t(1) << order;
 }
 
-void BuddyAllocator::unlink(ChunkNode* node) const {
-    const int32_t order = node->order - 1;  // a listed node's code is its order + 1
+void BuddyAllocator::unlink(ChunkNode* node, int32_t order) const {
     node->pre->next = node->next;
     node->next->pre = node->pre;
     node->order = 0;
     if (m_lists[order].next == &m_lists[order]) m_nonEmpty &= ~(uint32_t(1) << order);
 }
 
-int32_t BuddyAllocator::allocate(int32_t order) {
+int32_t BuddyAllocator::allocateReference(int32_t order) {
     if (order < 0 || order >= m_orderCount) return -1;
     settle();
-    int32_t found;
-    if (m_reference) {
-        found = order;
-        while (found < m_orderCount && m_lists[found].next == &m_lists[found]) ++found;
-        if (found >= m_orderCount) return -1;
-    } else {
-        const uint32_t fits = m_nonEmpty & (~uint32_t(0) << order);
-        if (fits == 0) return -1;
-        found = __builtin_ctz(fits);
-    }
+    int32_t found = order;
+    while (found < m_orderCount && m_lists[found].next == &m_lists[found]) ++found;
+    if (found >= m_orderCount) return -1;
 
     ChunkNode* node = m_lists[found].next;
-    unlink(node);
+    unlink(node, found);
     int32_t chunk = node->realIdx;
-    if (m_reference) {
-        // Keep the lower half free, go on with the upper half: a block comes from the top.
-        while (found > order) {
-            --found;
-            insert(found, &m_nodes[chunk]);
-            chunk += int32_t(1) << found;
-        }
-    } else if (found > order) {
-        // The same block, the top one of the run; the lower halves are written later.
-        m_pendingStart = chunk;
-        m_pendingFrom = found;
-        m_pendingTo = order;
-        chunk += (int32_t(1) << found) - (int32_t(1) << order);
-        m_pendingChunk = chunk;
+    // Keep the lower half free, go on with the upper half: a block comes from the top.
+    while (found > order) {
+        --found;
+        insert(found, &m_nodes[chunk]);
+        chunk += int32_t(1) << found;
     }
     m_nodes[chunk].order = -(order + 1);
     m_freeChunks -= uint64_t(1) << order;
     return chunk;
 }
 
-void BuddyAllocator::writeSplit() const {
+void BuddyAllocator::writeTake() const {
+    // The steps of allocateReference from the unlink on, for the block found then.
+    const int32_t taken = m_pendingChunk;
+    m_pendingChunk = -1;
+    unlink(&m_nodes[m_pendingStart], m_pendingFrom);
     int32_t chunk = m_pendingStart;
     for (int32_t k = m_pendingFrom; k > m_pendingTo;) {
         --k;
         insert(k, &m_nodes[chunk]);
         chunk += int32_t(1) << k;
     }
-    m_pendingChunk = -1;
+    m_nodes[taken].order = -(m_pendingTo + 1);
 }
 
-BuddyAllocator::Lookup BuddyAllocator::lookup(const void* p, int32_t& id) const {
-    // Integer arithmetic on the addresses: p may lie anywhere. A deferred split needs no
-    // writing first: its lower halves' first chunks read 0 now and a free code once written,
-    // and both mean "no allocated block here".
-    int64_t diff = int64_t(reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(m_base));
-    int64_t chunk = diff >> m_chunkShift;
-    id = int32_t(chunk);
-    if (chunk < 0) return lookupBelowBase;
-    if (chunk >= m_blockCount) return lookupOutside;
-    const ChunkNode& n = m_nodes[chunk];
-    if (n.order >= 0 || n.addr != p) return lookupNotABlock;
-    return lookupBlock;
-}
-
-void BuddyAllocator::release(int32_t id) {
-    if (id == m_pendingChunk) {
-        // The block of the deferred split comes back before anything else happened: written
-        // out, its lower halves would now merge with it one by one, each leaving the chunk
-        // that stops being first at order 0. Those chunks were never written, so they are 0
-        // already; the block goes on merging from the order it was taken at.
-        m_pendingChunk = -1;
-        m_nodes[id].order = 0;
-        m_freeChunks += uint64_t(1) << m_pendingTo;
-        mergeAndInsert(m_pendingStart, m_pendingFrom + 1);
-        return;
-    }
+void BuddyAllocator::releaseSettled(int32_t id) {
     settle();
-    const int32_t code = -m_nodes[id].order;
+    int32_t code = -m_nodes[id].order;
     m_freeChunks += uint64_t(1) << (code - 1);
-    mergeAndInsert(id, code);
-}
-
-void BuddyAllocator::mergeAndInsert(int32_t id, int32_t code) {
     while (code < m_orderCount) {
         int32_t buddy = id ^ (int32_t(1) << (code - 1));
         if (buddy >= m_blockCount || m_nodes[buddy].order != code) break;
-        unlink(&m_nodes[buddy]);
+        unlink(&m_nodes[buddy], code - 1);
         int32_t merged = id & ~(int32_t(1) << (code - 1));
         // The chunk that stops being a block's first chunk forgets its order, so that a
         // second free of it is recognised as not a block.

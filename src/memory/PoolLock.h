@@ -2,10 +2,16 @@
 //
 // The lock of the packet pool's free lists. It is held only across list work that calls
 // nothing else (no line is logged, no memory operator, callback or other lock is reached), so
-// its holder never enters it again and it needs none of the re-enterable lock's bookkeeping:
-// taking it is one compare-and-swap, leaving it one exchange, while nobody waits. A thread that
-// finds it taken spins briefly, since list work lasts tens of nanoseconds, then sleeps on the
-// lock word until the holder wakes it.
+// its holder never enters it again and it needs none of the re-enterable lock's bookkeeping.
+// Taking it is one atomic exchange, leaving it a plain store: this is the one lock a pool
+// allocation and a free pay for, so it is kept to the cheapest pair that orders them.
+//
+// A thread that finds the lock taken spins briefly (list work lasts tens of nanoseconds), then
+// counts itself among the sleepers and sleeps on the lock word; the holder, after its store,
+// wakes one sleeper when it sees any. The holder's store and its look at the sleeper count are
+// not ordered against each other, so a thread that begins to sleep in that instant can miss its
+// wake: every sleep is therefore bounded, and a sleeper looks at the word again at least every
+// kSleepLimitUs microseconds. Exclusion never depends on the sleeps, only on the exchange.
 
 #ifndef KERNA_SRC_MEMORY_POOLLOCK_H_
 #define KERNA_SRC_MEMORY_POOLLOCK_H_
@@ -26,41 +32,39 @@ public:
     PoolLock& operator=(const PoolLock&) = delete;
 
     void enter() {
-        int32_t expected = stateFree;
-        if (!m_state.compare_exchange_strong(expected, stateHeld, std::memory_order_acquire,
-                                             std::memory_order_relaxed)) {
-            enterContended();
-        }
+        if (m_word.exchange(wordHeld, std::memory_order_acquire) != wordFree) enterContended();
     }
 
     void leave() {
-        if (m_state.exchange(stateFree, std::memory_order_release) == stateHeldWithSleepers) {
-            Kerna::Detail::Platform::wakeOneOnWord(m_state);
-        }
+        m_word.store(wordFree, std::memory_order_release);
+        if (m_sleepers.load(std::memory_order_relaxed) != 0) Kerna::Detail::Platform::wakeOneOnWord(m_word);
     }
 
 private:
-    enum : int32_t { stateFree = 0, stateHeld = 1, stateHeldWithSleepers = 2 };
+    enum : int32_t { wordFree = 0, wordHeld = 1 };
+    static const int kSpins = 100;
+    static const uint32_t kSleepLimitUs = 1000;
 
     __attribute__((noinline)) void enterContended() {
-        for (int spin = 0; spin < 100; ++spin) {
+        for (int round = 0;; ++round) {
+            if (round < kSpins) {
 #if defined(__x86_64__) || defined(__i386__)
-            __builtin_ia32_pause();
+                __builtin_ia32_pause();
 #endif
-            int32_t seen = m_state.load(std::memory_order_relaxed);
-            if (seen == stateHeldWithSleepers) break;
-            if (seen == stateFree && m_state.compare_exchange_weak(seen, stateHeld, std::memory_order_acquire,
-                                                                   std::memory_order_relaxed)) {
+            } else {
+                m_sleepers.fetch_add(1, std::memory_order_seq_cst);
+                Kerna::Detail::Platform::waitOnWord(m_word, wordHeld, kSleepLimitUs);
+                m_sleepers.fetch_sub(1, std::memory_order_relaxed);
+            }
+            if (m_word.load(std::memory_order_relaxed) == wordFree &&
+                m_word.exchange(wordHeld, std::memory_order_acquire) == wordFree) {
                 return;
             }
         }
-        // From here on the word says that someone may sleep, so that the holder wakes one.
-        while (m_state.exchange(stateHeldWithSleepers, std::memory_order_acquire) != stateFree) {
-            Kerna::Detail::Platform::waitOnWord(m_state, stateHeldWithSleepers);
-        }
     }
 
-    std::atomic<int32_t> m_state{stateFree};
+    std::atomic<int32_t> m_word{wordFree};
+    std::atomic<int32_t> m_sleepers{0};
 };
 
 /// Holds a PoolLock for its own life.

@@ -78,10 +78,10 @@ private:
     bool m_ok;
 };
 
-/// Blocks the calling thread while `word` holds `expected`. Returns after a wake, when the
-/// value differs, or spuriously: callers test their condition again. Threads of this process
-/// only.
-void waitOnWord(std::atomic<int32_t>& word, int32_t expected);
+/// Blocks the calling thread while `word` holds `expected`, for at most `timeoutUs`
+/// microseconds of the monotonic clock. Returns after a wake, when the value differs, at the
+/// limit, or spuriously: callers test their condition again. Threads of this process only.
+void waitOnWord(std::atomic<int32_t>& word, int32_t expected, uint32_t timeoutUs);
 
 /// Wakes one thread blocked in waitOnWord on `word`, if any.
 void wakeOneOnWord(std::atomic<int32_t>& word);

@@ -153,9 +153,13 @@ void sleepMs(uint32_t milliseconds) {
 
 void yieldThread() { sched_yield(); }
 
-// A futex of this process (FUTEX_PRIVATE_FLAG): the word never lies in shared memory.
-void waitOnWord(std::atomic<int32_t>& word, int32_t expected) {
-    syscall(SYS_futex, reinterpret_cast<int32_t*>(&word), FUTEX_WAIT_PRIVATE, expected, nullptr, nullptr, 0);
+// A futex of this process (FUTEX_PRIVATE_FLAG): the word never lies in shared memory. The
+// limit of FUTEX_WAIT is relative and runs on CLOCK_MONOTONIC.
+void waitOnWord(std::atomic<int32_t>& word, int32_t expected, uint32_t timeoutUs) {
+    timespec limit;
+    limit.tv_sec = timeoutUs / 1000000;
+    limit.tv_nsec = static_cast<long>(timeoutUs % 1000000) * 1000L;
+    syscall(SYS_futex, reinterpret_cast<int32_t*>(&word), FUTEX_WAIT_PRIVATE, expected, &limit, nullptr, 0);
 }
 
 void wakeOneOnWord(std::atomic<int32_t>& word) {
