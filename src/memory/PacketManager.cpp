@@ -15,6 +15,7 @@
 
 #include "base/Log.h"
 #include "memory/PacketManagerInternal.h"
+#include "platform/Process.h"
 #include "platform/Tls.h"
 
 namespace Tessaran {
@@ -54,6 +55,9 @@ NodeStatistics& statistics() {
     static NodeStatistics* s = new NodeStatistics();
     return *s;
 }
+
+// The manager whose pool lock this thread took before its fork, for the routines after it.
+thread_local PacketManagerInternal* t_lockedForFork = nullptr;
 
 }  // namespace
 
@@ -123,6 +127,9 @@ PacketManagerInternal::PacketManagerInternal()
         m_mallocSlot = &PacketManagerInternal::Pool_Malloc;
         m_freeSlot = &PacketManagerInternal::Pool_Free;
         m_memcpySlot = &PacketManagerInternal::poolMemcpy;
+        // Refused only for want of memory; a process that forks while another thread is in
+        // list work could then leave its child a locked pool, as any lock would.
+        Kerna::Detail::Platform::registerForkHandlers(&beforeFork, &afterForkInParent, &afterForkInChild);
     }
 
     const uint64_t chunkSize = sm_param.chunkSize;
@@ -182,12 +189,27 @@ void PacketManagerInternal::published() {
               static_cast<void*>(m_alignedBuffer + m_totalSize));
 }
 
-// ---- operations -------------------------------------------------------------------------
-
-uint64_t PacketManagerInternal::alignUp(uint64_t size) const {
-    if (size > UINT64_MAX - (m_alignment - 1)) return UINT64_MAX;
-    return (size + m_alignment - 1) & ~(m_alignment - 1);
+void PacketManagerInternal::beforeFork() {
+    // A manager not yet published has no list work under way.
+    PacketManagerInternal* manager = Kerna::Detail::ProcessObject<PacketManagerInternal>::peek();
+    if (manager == nullptr) return;
+    manager->m_poolLock.enter();
+    t_lockedForFork = manager;
 }
+
+void PacketManagerInternal::afterForkInParent() {
+    if (t_lockedForFork == nullptr) return;
+    t_lockedForFork->m_poolLock.leave();
+    t_lockedForFork = nullptr;
+}
+
+void PacketManagerInternal::afterForkInChild() {
+    if (t_lockedForFork == nullptr) return;
+    t_lockedForFork->m_poolLock.resetInChild();
+    t_lockedForFork = nullptr;
+}
+
+// ---- operations -------------------------------------------------------------------------
 
 void* PacketManagerInternal::sysMalloc(size_t& size) { return storedMemop().malloc(size); }
 

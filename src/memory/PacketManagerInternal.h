@@ -46,7 +46,10 @@ public:
 
     /// `size` raised to a multiple of the alignment step. Sizes that would wrap come back
     /// as UINT64_MAX, which no allocation satisfies.
-    uint64_t alignUp(uint64_t size) const;
+    uint64_t alignUp(uint64_t size) const {
+        if (size > UINT64_MAX - (m_alignment - 1)) return UINT64_MAX;
+        return (size + m_alignment - 1) & ~(m_alignment - 1);
+    }
 
     /// The allocation slot. `size` is in and out: a pool block replaces it by its real size.
     void* malloc(size_t& size) { return (this->*m_mallocSlot)(size); }
@@ -66,8 +69,9 @@ public:
     /// Logs the live blocks by thread (the first half of CPacketManager::dumpNodes).
     static void dumpStatistics();
 
-    /// For tests: the allocator's bookkeeping and the aligned base.
+    /// For tests: the allocator's bookkeeping, its lock and the aligned base.
     const Detail::BuddyAllocator& buddy() const { return m_buddy; }
+    Detail::PoolLock& poolLock() { return m_poolLock; }
     unsigned char* alignedBuffer() const { return m_alignedBuffer; }
 
 private:
@@ -80,6 +84,11 @@ private:
     enum BuildFailure { builtOk = 0, noRegion = 1, noChunkNodes = 2, noListHeads = 3 };
 
     static MemoryOperator& storedMemop();
+    // Around a fork: the pool lock is taken before it and left after it in both processes, so
+    // that the child's lists are whole and its lock free, whatever other threads were doing.
+    static void beforeFork();
+    static void afterForkInParent();
+    static void afterForkInChild();
 
     void* sysMalloc(size_t& size);
     void sysFree(void* p);

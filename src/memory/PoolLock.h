@@ -40,6 +40,13 @@ public:
         if (m_sleepers.load(std::memory_order_relaxed) != 0) Kerna::Detail::Platform::wakeOneOnWord(m_word);
     }
 
+    /// In a forked child, whose only thread holds the lock (it was taken before the fork):
+    /// free, and no sleepers (they stayed in the parent).
+    void resetInChild() {
+        m_sleepers.store(0, std::memory_order_relaxed);
+        m_word.store(wordFree, std::memory_order_release);
+    }
+
 private:
     enum : int32_t { wordFree = 0, wordHeld = 1 };
     static const int kSpins = 100;

@@ -7,8 +7,13 @@
 #include <kerna/memory/Packet.h>
 #include <kerna/memory/PacketManager.h>
 
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -404,6 +409,47 @@ TEST(CPacketManager, UnknownPolicyBuildsARegionButNoPackets) {
         void* q = m->malloc(10);  // the system operations stay in the slots
         EXPECT_NE(q, nullptr);
         m->free(q);
+    });
+}
+
+// A fork while another thread is inside the pool's list work: the child's lock stayed taken by
+// a thread that does not exist there, and its first allocation never returned. The fork now
+// waits for the list work to end, and the child finds a free lock and whole lists.
+TEST(CPacketManager, ForkWhileAnotherThreadHoldsThePool) {
+    KERNA_IN_CHILD({
+        CPacketManager* m = configured(CPacketManager::policyPool, 8192);
+        void* live = m->malloc(1);
+        Tessaran::Memory::Detail::PoolLock& lock = PacketManagerInternal::instance()->poolLock();
+        std::atomic<bool> held{false};
+        std::thread holder([&] {
+            lock.enter();
+            held = true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            lock.leave();
+        });
+        while (!held) std::this_thread::yield();
+        const pid_t child = fork();
+        if (child == 0) {
+            void* p = m->malloc(1);
+            m->free(p);
+            m->free(live);
+            _exit(p != nullptr && m->getFreeSize() == 8192 ? 0 : 1);
+        }
+        holder.join();
+        ASSERT_GT(child, 0);
+        int status = 0;
+        pid_t done = 0;
+        for (int i = 0; i < 1000 && (done = waitpid(child, &status, WNOHANG)) == 0; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        if (done == 0) {  // still blocked after 10 s
+            kill(child, SIGKILL);
+            waitpid(child, &status, 0);
+        }
+        EXPECT_EQ(done, child);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+        m->free(live);
+        EXPECT_EQ(m->getFreeSize(), 8192u);
     });
 }
 
