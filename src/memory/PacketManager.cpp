@@ -168,11 +168,11 @@ void PacketManagerInternal::published() {
             return;
         case noChunkNodes:
             KERNA_LOG(1, "ChunkNode malloc failed!\n");
-            KERNA_ASSERT_MSG(m_buildFailure == builtOk, "the packet pool has no chunk nodes");
+            KERNA_ASSERT_MSG(m_buddy.nodes() != nullptr, "the packet pool has no chunk nodes");
             return;
         case noListHeads:
             KERNA_LOG(1, "BufferList malloc failed!\n");
-            KERNA_ASSERT_MSG(m_buildFailure == builtOk, "the packet pool has no list heads");
+            KERNA_ASSERT_MSG(m_buddy.lists() != nullptr, "the packet pool has no list heads");
             return;
         case builtOk:
             break;
