@@ -161,6 +161,8 @@ public:
 private:
     int32_t allocateReference(int32_t order);
     void releaseSettled(int32_t id);
+    // The list writes are const because a const accessor may have to do the deferred ones
+    // first; they change the arrays (behind the pointers) and the mutable mask only.
     void insert(int32_t order, ChunkNode* node) const;
     /// Takes `node` out of the list of `order`; its code becomes 0.
     void unlink(ChunkNode* node, int32_t order) const;
