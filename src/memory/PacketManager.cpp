@@ -219,6 +219,9 @@ void* PacketManagerInternal::sysMemcpy(void* dst, const void* src, size_t n) {
     return storedMemop().memcpy(dst, src, n);
 }
 
+// The rare ends of Pool_Malloc and Pool_Free live apart, so that the common path stays a short
+// function: the order, the lock, the list work, the address.
+
 void* PacketManagerInternal::Pool_Malloc(size_t& size) {
     const int32_t order = Detail::BuddyAllocator::orderOf(size, m_buddy.chunkShift());
     int32_t chunk;
@@ -227,18 +230,24 @@ void* PacketManagerInternal::Pool_Malloc(size_t& size) {
         chunk = m_buddy.allocate(order);
     }
     if (chunk < 0) {
-        KERNA_LOG(3, "CPacket No Free Space, totalSize:%u, freeSize:%u \n", unsigned(getBufferSize()),
-                  unsigned(getFreeSize()));
-        if (nodesStatisticsEnabled()) CPacketManager::instance()->dumpNodes();
+        refuseMalloc();
         return nullptr;
     }
     size = size_t(m_buddy.blockBytes(order));
-    if (nodesStatisticsEnabled()) {
-        NodeStatistics& s = statistics();
-        CGuard guard(s.mapLock);
-        s.nodes[chunk] = NodeInfo{callingThreadId(), uint64_t(size)};
-    }
+    if (nodesStatisticsEnabled()) recordBlock(chunk, uint64_t(size));
     return m_buddy.addressOf(chunk);
+}
+
+void PacketManagerInternal::refuseMalloc() {
+    KERNA_LOG(3, "CPacket No Free Space, totalSize:%u, freeSize:%u \n", unsigned(getBufferSize()),
+              unsigned(getFreeSize()));
+    if (nodesStatisticsEnabled()) CPacketManager::instance()->dumpNodes();
+}
+
+void PacketManagerInternal::recordBlock(int32_t chunk, uint64_t size) {
+    NodeStatistics& s = statistics();
+    CGuard guard(s.mapLock);
+    s.nodes[chunk] = NodeInfo{callingThreadId(), size};
 }
 
 void PacketManagerInternal::Pool_Free(void* p) {
@@ -256,16 +265,22 @@ void PacketManagerInternal::Pool_Free(void* p) {
         if (where == Detail::BuddyAllocator::lookupBlock) m_buddy.release(chunk);
     }
     if (where != Detail::BuddyAllocator::lookupBlock) {
-        // Not the start of a live block (beyond the region, inside a block, or freed
-        // already): refused, so that the free lists stay sound.
-        KERNA_LOG(2, "this:%p Pool_Free() %p is not a block of the pool!\n", static_cast<void*>(this), p);
+        refuseFree(p);
         return;
     }
-    if (nodesStatisticsEnabled()) {
-        NodeStatistics& s = statistics();
-        CGuard guard(s.mapLock);
-        s.nodes.erase(chunk);
-    }
+    if (nodesStatisticsEnabled()) forgetBlock(chunk);
+}
+
+void PacketManagerInternal::refuseFree(void* p) {
+    // Not the start of a live block (beyond the region, inside a block, or freed already):
+    // refused, so that the free lists stay sound.
+    KERNA_LOG(2, "this:%p Pool_Free() %p is not a block of the pool!\n", static_cast<void*>(this), p);
+}
+
+void PacketManagerInternal::forgetBlock(int32_t chunk) {
+    NodeStatistics& s = statistics();
+    CGuard guard(s.mapLock);
+    s.nodes.erase(chunk);
 }
 
 void* PacketManagerInternal::poolMemcpy(void* dst, const void* src, size_t n) {

@@ -95,6 +95,10 @@ private:
     void* sysMemcpy(void* dst, const void* src, size_t n);
     void* Pool_Malloc(size_t& size);
     void Pool_Free(void* p);
+    __attribute__((noinline)) void refuseMalloc();
+    __attribute__((noinline)) void recordBlock(int32_t chunk, uint64_t size);
+    __attribute__((noinline)) void refuseFree(void* p);
+    __attribute__((noinline)) void forgetBlock(int32_t chunk);
     void* poolMemcpy(void* dst, const void* src, size_t n);
     void PrintNodeInfo();
 
