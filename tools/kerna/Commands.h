@@ -54,6 +54,9 @@ int cmdBase64(int argc, char** argv);
 int cmdBase16(int argc, char** argv);
 int cmdAes(int argc, char** argv);
 int cmdDes(int argc, char** argv);
+int cmdDst(int argc, char** argv);
+/// The daylight-saving scene of `kerna demo`, on a simulated wall clock.
+void demoDst();
 
 }  // namespace KernaTool
 

@@ -123,6 +123,7 @@ int cmdDemo(int argc, char** argv) {
     demoPrintPath();
     demoThreads();
     demoTimers();
+    demoDst();
     demoPackets();
     demoComponents();
     printf("\ndemo done\n");
