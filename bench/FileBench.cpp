@@ -26,15 +26,21 @@ using namespace Tessaran::Kerna;
 
 namespace {
 
+// A fresh directory under `parent`, removed with its files at exit (the text is never freed, so
+// that it outlives every static destructor). Empty if none could be made: nothing is removed.
+const std::string* makeDirectory(const char* parent) {
+    std::string pattern = std::string(parent) + "/kerna-bench-XXXXXX";
+    const char* made = mkdtemp(&pattern[0]);
+    return new std::string(made != nullptr ? made : "");
+}
+
 const std::string& benchDirectory() {
-    static const std::string dir = [] {
-        char pattern[] = "/tmp/kerna-bench-XXXXXX";
-        const char* made = mkdtemp(pattern);
-        std::string d = made ? made : "/tmp";
-        std::atexit([] { std::filesystem::remove_all(benchDirectory()); });
+    static const std::string* dir = [] {
+        const std::string* d = makeDirectory("/tmp");
+        if (!d->empty()) std::atexit([] { std::filesystem::remove_all(benchDirectory()); });
         return d;
     }();
-    return dir;
+    return *dir;
 }
 
 void discard(const char* line) { benchmark::DoNotOptimize(line); }
@@ -116,15 +122,13 @@ const size_t bigFile = size_t(64) << 20;
 // The 64 MiB files live in memory (tmpfs) where there is one, so that the disk's write-back
 // does not swamp what the two sides do differently.
 const std::string& ioDirectory() {
-    static const std::string dir = [] {
-        char pattern[] = "/dev/shm/kerna-bench-XXXXXX";
-        const char* made = mkdtemp(pattern);
-        if (made == nullptr) return benchDirectory();
-        std::string d = made;
+    static const std::string* dir = [] {
+        const std::string* d = makeDirectory("/dev/shm");
+        if (d->empty()) return &benchDirectory();
         std::atexit([] { std::filesystem::remove_all(ioDirectory()); });
         return d;
     }();
-    return dir;
+    return *dir;
 }
 
 void BM_CFileWrite64MiB(benchmark::State& state) {
