@@ -73,8 +73,8 @@ const char* sourceName(const char* file, char* out, unsigned size) {
 }
 
 // One kept line: its position and its whole message, already formatted.
-struct HeldLine {
-    HeldLine* next;
+struct LineAfterLock {
+    LineAfterLock* next;
     int level;
     const char* file;            // __FILE__ texts and function names are literals
     const char* prettyFunction;
@@ -82,7 +82,7 @@ struct HeldLine {
     char text[1];                // the message, as long as it needs to be
 };
 
-__attribute__((tls_model("initial-exec"))) thread_local HeldState t_held = {0, nullptr, nullptr};
+__attribute__((tls_model("initial-exec"))) thread_local LinesAfterLockState t_linesAfterLock = {0, nullptr, nullptr};
 
 namespace {
 
@@ -111,7 +111,7 @@ void hold(int level, const char* file, const char* prettyFunction, int line, con
     const int length = vsnprintf(nullptr, 0, format, measure);
     va_end(measure);
     if (length < 0) return;  // the formatter refuses: nothing would be printed either
-    HeldLine* held = static_cast<HeldLine*>(malloc(sizeof(HeldLine) + static_cast<size_t>(length)));
+    LineAfterLock* held = static_cast<LineAfterLock*>(malloc(sizeof(LineAfterLock) + static_cast<size_t>(length)));
     if (held == nullptr) return;
     vsnprintf(held->text, static_cast<size_t>(length) + 1, format, args);
     held->next = nullptr;
@@ -119,21 +119,21 @@ void hold(int level, const char* file, const char* prettyFunction, int line, con
     held->file = file;
     held->prettyFunction = prettyFunction;
     held->line = line;
-    HeldLine** end = t_held.end != nullptr ? t_held.end : &t_held.first;
+    LineAfterLock** end = t_linesAfterLock.end != nullptr ? t_linesAfterLock.end : &t_linesAfterLock.first;
     *end = held;
-    t_held.end = &held->next;
+    t_linesAfterLock.end = &held->next;
 }
 
 }  // namespace
 
-void printHeldLines() {
-    HeldState& state = t_held;
+void printLinesAfterLock() {
+    LinesAfterLockState& state = t_linesAfterLock;
     // Take the list first: a printer or listener may log, or open a scope of its own.
-    HeldLine* held = state.first;
+    LineAfterLock* held = state.first;
     state.first = nullptr;
     state.end = nullptr;
     while (held != nullptr) {
-        HeldLine* next = held->next;
+        LineAfterLock* next = held->next;
         printText(held->level, held->file, held->prettyFunction, held->line, "%s", held->text);
         free(held);
         held = next;
@@ -145,7 +145,7 @@ int logAt(int level, const char* file, const char* prettyFunction, int line, con
     va_list args;
     va_start(args, format);
     int n = 0;
-    if (t_held.depth > 0) {
+    if (t_linesAfterLock.depth > 0) {
         hold(level, file, prettyFunction, line, format, args);
     } else {
         n = print(level, file, prettyFunction, line, format, args);

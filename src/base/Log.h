@@ -8,7 +8,7 @@
 //
 // No line is printed while a library lock is held: a printer or listener may do anything,
 // including calling the library again from another thread and waiting for it. Code that may
-// print under a lock opens a HeldLines scope before it takes the lock; KERNA_LOG then builds each
+// print under a lock opens a LinesAfterLock scope before it takes the lock; KERNA_LOG then builds each
 // line (the message with its values as they are under the lock) and keeps it, and the scope
 // prints the kept lines, in order, when it ends after the lock has been left.
 #ifndef KERNA_SRC_BASE_LOG_H_
@@ -41,34 +41,34 @@ inline bool printWouldPass(int level) {
 int logAt(int level, const char* file, const char* prettyFunction, int line, const char* format, ...)
     __attribute__((format(printf, 5, 6)));
 
-struct HeldLine;
+struct LineAfterLock;
 
-/// Per thread: how many HeldLines scopes are open and the lines kept so far. A scope is opened
+/// Per thread: how many LinesAfterLock scopes are open and the lines kept so far. A scope is opened
 /// around every timer call, so the state sits in the initial thread-local block, reached
 /// without a call (the library's thread-local data is a few dozen bytes, well within what the
 /// system keeps for a library loaded later).
-struct HeldState {
+struct LinesAfterLockState {
     int depth;
-    HeldLine* first;
-    HeldLine** end;
+    LineAfterLock* first;
+    LineAfterLock** end;
 };
-extern __attribute__((tls_model("initial-exec"))) thread_local HeldState t_held;
+extern __attribute__((tls_model("initial-exec"))) thread_local LinesAfterLockState t_linesAfterLock;
 
 /// Prints the kept lines of the calling thread, in order.
-void printHeldLines();
+void printLinesAfterLock();
 
 /// While one lives on a thread, the library's own lines (KERNA_LOG) of that thread are kept
 /// instead of printed; the outermost scope of the thread prints them, in order, when it ends.
 /// Open it before taking a lock under which something may print, so that it ends after the
 /// lock is left.
-class HeldLines {
+class LinesAfterLock {
 public:
-    HeldLines() { ++t_held.depth; }
-    ~HeldLines() {
-        if (--t_held.depth == 0 && t_held.first != nullptr) printHeldLines();
+    LinesAfterLock() { ++t_linesAfterLock.depth; }
+    ~LinesAfterLock() {
+        if (--t_linesAfterLock.depth == 0 && t_linesAfterLock.first != nullptr) printLinesAfterLock();
     }
-    HeldLines(const HeldLines&) = delete;
-    HeldLines& operator=(const HeldLines&) = delete;
+    LinesAfterLock(const LinesAfterLock&) = delete;
+    LinesAfterLock& operator=(const LinesAfterLock&) = delete;
 };
 
 /// "Tessaran::Utils::CMd5::final" from "void Tessaran::Utils::CMd5::final(unsigned char*)":

@@ -66,7 +66,7 @@ private:
     };
 
     static T* build() {
-        HeldLines held;  // ends last: the lines come after the lock is left and published() ran
+        LinesAfterLock held;  // ends last: the lines come after the lock is left and published() ran
         T* object;
         bool refused;
         {

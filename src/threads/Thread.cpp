@@ -352,7 +352,7 @@ void CThread::setTimeout(int milliSeconds, unsigned long long now) {
 }
 
 bool CThread::isTimeout() {
-    Detail::HeldLines held;  // the clock's first reading prints a line
+    Detail::LinesAfterLock held;  // the clock's first reading prints a line
     CGuard guard(m_internal->mutex);
     unsigned long long expiry = m_internal->expiry.load();
     return expiry != 0 && expiry < CTime::getCurrentMilliSecond();
@@ -372,7 +372,7 @@ bool CThread::setCurrentTimeout(int milliSeconds) {
         return false;
     }
     // The calling thread's own object cannot leave the registry meanwhile.
-    Detail::HeldLines held;  // the clock's first reading prints a line
+    Detail::LinesAfterLock held;  // the clock's first reading prints a line
     CGuard guard(thread->mutex);
     thread->expiry.store(milliSeconds == 0 ? 0
                                            : CTime::getCurrentMilliSecond() +

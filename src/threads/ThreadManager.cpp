@@ -176,7 +176,7 @@ void ThreadManagerInternal::dumpThreads() {
 }
 
 bool ThreadManagerInternal::getThreadsInfo(std::list<CThreadManager::ThreadInfo>& list) {
-    Detail::HeldLines held;  // the clock's first reading prints a line
+    Detail::LinesAfterLock held;  // the clock's first reading prints a line
     CGuard guard(mutex);
     if (head == nullptr) {
         return false;
@@ -202,7 +202,7 @@ bool ThreadManagerInternal::getThreadNameByID(int id, String& name) {
 }
 
 bool ThreadManagerInternal::getTimeOutThreads(String& names) {
-    Detail::HeldLines held;  // the clock's first reading prints a line
+    Detail::LinesAfterLock held;  // the clock's first reading prints a line
     CGuard guard(mutex);
     names.clear();
     unsigned long long now = CTime::getCurrentMilliSecond();

@@ -79,7 +79,7 @@ void CTimerThread::threadProc() {
         setTimeout(0);
         setThreadName(pooledName);
 
-        Detail::HeldLines held;  // lines of the return to the pool wait until the lock is left
+        Detail::LinesAfterLock held;  // lines of the return to the pool wait until the lock is left
         m_manager.mutex.enter();
         if (timer != nullptr) {
             if (stat && timer->statEnabled.load()) timer->runTime += CTime::getCurrentMicroSecond() - begin;
@@ -108,7 +108,7 @@ TimerManagerInternal* TimerManagerInternal::instance() {
 void TimerManagerInternal::atProcessExit() {
     CTimerThread* idle;
     {
-        Detail::HeldLines held;
+        Detail::LinesAfterLock held;
         CRecursiveGuard guard(mutex);
         m_exited = true;
         idle = takeIdleWorkers();
@@ -121,7 +121,7 @@ void TimerManagerInternal::atProcessExit() {
 void TimerManagerInternal::startAfresh() {
     CTimerThread* idle;
     {
-        Detail::HeldLines held;
+        Detail::LinesAfterLock held;
         CRecursiveGuard guard(mutex);
         idle = takeIdleWorkers();
     }
@@ -168,7 +168,7 @@ void TimerManagerInternal::forgetWorker(CTimerThread* worker) {
 void TimerManagerInternal::afterForkInChild() {
     TimerManagerInternal* m = Detail::ProcessObject<TimerManagerInternal>::peek();
     if (m == nullptr) return;
-    Detail::HeldLines held;
+    Detail::LinesAfterLock held;
     while (m->timerHead != nullptr) {
         TimerInternal* timer = m->timerHead;
         m->unlink(timer);
@@ -317,14 +317,14 @@ void TimerManagerInternal::threadProc() {
     // From here on `now` is read on this thread only, where the clock never falls. The value
     // taken at construction came from the loading thread.
     {
-        Detail::HeldLines held;  // the clock's first reading prints a line
+        Detail::LinesAfterLock held;  // the clock's first reading prints a line
         CRecursiveGuard guard(mutex);
         now = CTime::getCurrentMilliSecond();
     }
     bool rest = true;
     for (;;) {
         if (rest) CThread::sleep(managerPeriodMs);
-        Detail::HeldLines held;  // lines of the pass (a hand-over's) print after the lock
+        Detail::LinesAfterLock held;  // lines of the pass (a hand-over's) print after the lock
         mutex.enter();
         bool pass = true;
         if (rest) {
@@ -348,7 +348,7 @@ void TimerManagerInternal::threadProc() {
 }
 
 void TimerManagerInternal::dumpTimers() {
-    Detail::HeldLines held;  // each line is built under the lock and printed after it
+    Detail::LinesAfterLock held;  // each line is built under the lock and printed after it
     CRecursiveGuard guard(mutex);
     KERNA_LOG(4, "Timers: ( %llu Milli-Seconds Elapsed )\n", static_cast<unsigned long long>(now));
     KERNA_LOG(4, "            Name            NextTime RunningTime Period   Used/Timeout State\n");
@@ -438,7 +438,7 @@ bool arm(TimerInternal* t, unsigned int delay, unsigned int period, unsigned int
 
 bool CTimer::start(TFunction1<void, unsigned long> proc, unsigned int delay, unsigned int period,
                    unsigned long param, unsigned int timeout) {
-    Detail::HeldLines held;  // a hand-over's lines print after the lock is left
+    Detail::LinesAfterLock held;  // a hand-over's lines print after the lock is left
     CRecursiveGuard guard(manager().mutex);
     m_internal->procValue = proc;
     m_internal->procPointer = TFunction1<void, void*>();
@@ -448,7 +448,7 @@ bool CTimer::start(TFunction1<void, unsigned long> proc, unsigned int delay, uns
 
 bool CTimer::start(TFunction1<void, void*> proc, unsigned int delay, unsigned int period, void* param,
                    unsigned int timeout) {
-    Detail::HeldLines held;
+    Detail::LinesAfterLock held;
     CRecursiveGuard guard(manager().mutex);
     m_internal->procValue = TFunction1<void, unsigned long>();
     m_internal->procPointer = proc;
@@ -458,7 +458,7 @@ bool CTimer::start(TFunction1<void, void*> proc, unsigned int delay, unsigned in
 
 bool CTimer::stop(bool callNow) {
     TimerManagerInternal& m = manager();
-    Detail::HeldLines held;
+    Detail::LinesAfterLock held;
     CRecursiveGuard guard(m.mutex);
     if (!m_internal->started.load()) return false;
     m.unlink(m_internal);
@@ -494,7 +494,7 @@ bool CTimer::stopAndWait() {
 
 void CTimer::setPeriodTime(unsigned int period) {
     TimerManagerInternal& m = manager();
-    Detail::HeldLines held;
+    Detail::LinesAfterLock held;
     CRecursiveGuard guard(m.mutex);
     m.keepRunning();
     const bool linked = m_internal->started.load();

@@ -97,7 +97,7 @@ public:
     /// Hands `timer` to a worker; see the class comment of CTimer for the results.
     bool handOver(TimerInternal* timer, bool force);
     /// Starts the manager's thread again where it does not run (in a forked child), unless the
-    /// process exits. Under `mutex`, inside a HeldLines scope.
+    /// process exits. Under `mutex`, inside a LinesAfterLock scope.
     void keepRunning();
     /// Puts a worker back on the idle stack and trims the stack to idleLimit. Entered with
     /// `mutex` held once; leaves it.
