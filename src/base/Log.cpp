@@ -140,6 +140,19 @@ void printLinesAfterLock() {
     }
 }
 
+void writeLinesAfterLock(std::FILE* stream) {
+    LinesAfterLockState& state = t_linesAfterLock;
+    LineAfterLock* held = state.first;
+    state.first = nullptr;
+    state.end = nullptr;
+    while (held != nullptr) {
+        LineAfterLock* next = held->next;
+        std::fputs(held->text, stream);
+        free(held);
+        held = next;
+    }
+}
+
 int logAt(int level, const char* file, const char* prettyFunction, int line, const char* format, ...) {
     if (!printWouldPass(level)) return 0;
     va_list args;

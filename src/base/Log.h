@@ -15,6 +15,7 @@
 #define KERNA_SRC_BASE_LOG_H_
 
 #include <atomic>
+#include <cstdio>
 
 #include "kerna/kerna3/PrintLog.h"
 
@@ -56,6 +57,11 @@ extern __attribute__((tls_model("initial-exec"))) thread_local LinesAfterLockSta
 
 /// Prints the kept lines of the calling thread, in order.
 void printLinesAfterLock();
+
+/// Writes the kept lines of the calling thread, in order and as they are, to `stream` alone
+/// (no printer, listener or log file), and forgets them: for an end of the process that must
+/// not lose them and must not wait for anything.
+void writeLinesAfterLock(std::FILE* stream);
 
 /// While one lives on a thread, the library's own lines (KERNA_LOG) of that thread are kept
 /// instead of printed; the outermost scope of the thread prints them, in order, when it ends.

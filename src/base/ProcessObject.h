@@ -17,8 +17,8 @@
 //   - a default constructor, reachable by ProcessObject. Lines it prints (and lines of objects
 //     built inside it) are kept and printed, in order, once the object is published and the
 //     lock is left: a listener that reaches the object finds it;
-//   - void published():     runs once on the building thread right after the object is
-//                           published and the lock is left (before the kept lines print);
+//   - void published():     runs once on the building thread after the object is published,
+//                           the lock is left and the constructor's lines are out;
 //   - void atProcessExit(): the exit routine's work; runs at most once; must leave the object
 //                           usable by late callers (a stopped timer manager still answers).
 // ProcessObjectName<T> names the function that the "atexit failed!" line reports.
@@ -29,6 +29,7 @@
 
 #include "base/ExitRoutine.h"
 #include "base/Log.h"
+#include "kerna/kerna3/Mutex.h"  // for the types kept this way, which mostly hold one
 #include "platform/Fork.h"
 
 namespace Tessaran {
@@ -66,25 +67,29 @@ private:
     };
 
     static T* build() {
-        LinesAfterLock held;  // ends last: the lines come after the lock is left and published() ran
         T* object;
-        bool refused;
         {
-            ProcessLockGuard guard;
-            object = s_object.load(std::memory_order_acquire);
-            if (object != nullptr) return object;
-            // A re-entry from the same thread (which the re-enterable lock lets through) would
-            // build a second object.
-            KERNA_ASSERT_MSG(!s_building.load(std::memory_order_relaxed),
-                             "a process-wide object is used by its own constructor");
-            s_building.store(true, std::memory_order_relaxed);
-            object = new T;
-            s_building.store(false, std::memory_order_relaxed);
-            s_object.store(object, std::memory_order_release);
-            refused = !registerExitRoutine(&ProcessObject::atExit);
-        }
-        if (refused && printWouldPass(4)) {
-            logAt(4, __FILE__, ProcessObjectName<T>::value, __LINE__, "atexit failed!\n");
+            // The constructor's lines (and those of objects built inside it) print once the
+            // lock is left and the object is published, in order.
+            LinesAfterLock held;
+            bool refused;
+            {
+                ProcessLockGuard guard;
+                object = s_object.load(std::memory_order_acquire);
+                if (object != nullptr) return object;
+                // A re-entry from the same thread (which the re-enterable lock lets through)
+                // would build a second object.
+                KERNA_ASSERT_MSG(!s_building.load(std::memory_order_relaxed),
+                                 "a process-wide object is used by its own constructor");
+                s_building.store(true, std::memory_order_relaxed);
+                object = new T;
+                s_building.store(false, std::memory_order_relaxed);
+                s_object.store(object, std::memory_order_release);
+                refused = !registerExitRoutine(&ProcessObject::atExit);
+            }
+            if (refused && printWouldPass(4)) {
+                logAt(4, __FILE__, ProcessObjectName<T>::value, __LINE__, "atexit failed!\n");
+            }
         }
         object->published();
         return object;

@@ -349,6 +349,7 @@ int logLibName(int level, const char* libName, const char* format, ...) {
 namespace Detail {
 
 void assertionFailed(const char* expression, const char* function, const char* file, long line) {
+    writeLinesAfterLock(stderr);  // what a lock held back is not lost with the process
     fprintf(stderr, "***** Internal Program Error - assertion (%s) failed in %s: %s(%ld)\n",
             orNull(expression), orNull(function), orNull(file), line);
     logInfo("custom_abort");
@@ -357,6 +358,7 @@ void assertionFailed(const char* expression, const char* function, const char* f
 
 void assertionFailedMsg(const char* expression, const char* message, const char* function,
                         const char* file, long line) {
+    writeLinesAfterLock(stderr);
     fprintf(stderr, "***** Internal Program Error - assertion (%s) failed in %s: %s(%ld): %s\n",
             orNull(expression), orNull(function), orNull(file), line, orNull(message));
     logInfo("custom_abort");
