@@ -149,11 +149,6 @@ INSTANTIATE_TEST_SUITE_P(Paths, CReadWriteMutexPaths, testing::Values(false, tru
                              return param.param ? "ReferenceOnly" : "FastReads";
                          });
 
-TEST(CReadWriteMutex, PriorityHasAFixedUnderlyingType) {
-    // 7 is then a value of the type, which the constructor refuses (see the misuse test).
-    static_assert(std::is_same<std::underlying_type<RWPriority>::type, int>::value, "");
-}
-
 TEST_P(CReadWriteMutexPaths, DefaultModeReadersShareWriterExcludes) {
     CReadWriteMutex rw;
     expectPathTaken(rw);
@@ -221,6 +216,8 @@ TEST_P(CReadWriteMutexPaths, DefaultModeMisuseIsLogged) {
         CReadWriteMutex rw;
         rw.enterWriting();
     }
+    // With int as the underlying type, 7 is a value of RWPriority, which the constructor refuses.
+    static_assert(std::is_same<std::underlying_type<RWPriority>::type, int>::value, "");
     CReadWriteMutex bad(static_cast<RWPriority>(7));
     expectPathTaken(bad);
     bad.enterWriting();
