@@ -176,34 +176,6 @@ TEST_P(CReadWriteMutexPaths, DefaultModeReadersShareWriterExcludes) {
     EXPECT_EQ(RWMutexInspector::readCount(rw), 0u);
 }
 
-// A writer that waits for the readers inside keeps the lock, so a reader that comes after it
-// waits too and enters only after the writer has left.
-TEST_P(CReadWriteMutexPaths, DefaultModeWaitingWriterHoldsBackNewReaders) {
-    CReadWriteMutex rw;
-    rw.enterReading();
-    std::atomic<int> order{0};
-    std::atomic<int> writerAt{0}, readerAt{0};
-    std::thread writer([&] {
-        rw.enterWriting();
-        writerAt = ++order;
-        rw.leave();
-    });
-    ASSERT_TRUE(eventually([&] { return RWMutexInspector::lockKeptByOther(rw); }));
-    std::thread reader([&] {
-        rw.enterReading();
-        readerAt = ++order;
-        rw.leave();
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_EQ(order.load(), 0);
-    EXPECT_TRUE(rw.leave());
-    writer.join();
-    reader.join();
-    EXPECT_EQ(writerAt.load(), 1);
-    EXPECT_EQ(readerAt.load(), 2);
-    EXPECT_EQ(RWMutexInspector::readCount(rw), 0u);
-}
-
 TEST_P(CReadWriteMutexPaths, DefaultModeMisuseIsLogged) {
     LogCapture capture;
     {
@@ -236,32 +208,48 @@ TEST_P(CReadWriteMutexPaths, DefaultModeMisuseIsLogged) {
     EXPECT_NE(lines[0].find(" error "), std::string::npos);
 }
 
-TEST_P(CReadWriteMutexPaths, WriterFirstBlockedWriterHoldsBackNewReaders) {
-    CReadWriteMutex rw(priorityWriter);
-    expectPathTaken(rw);
-    EXPECT_FALSE(rw.leave());  // nothing held: false, silently
-    rw.enterReading();
-    std::atomic<int> order{0};
-    std::atomic<int> writerAt{0}, readerAt{0};
-    std::thread writer([&] {
-        rw.enterWriting();
-        writerAt = ++order;
-        rw.leave();
-    });
-    ASSERT_TRUE(eventually([&] { return RWMutexInspector::waitingWriters(rw) == 1; }));
-    std::thread reader([&] {
+// In both modes a writer that waits for the readers inside holds back a reader that comes after
+// it, which enters only after the writer has left. Default mode: the waiting writer keeps `lock`.
+// Writer-first: the writer is counted as waiting and the reader as blocked.
+TEST_P(CReadWriteMutexPaths, WaitingWriterHoldsBackNewReaders) {
+    for (RWPriority mode : {priorityDefault, priorityWriter}) {
+        SCOPED_TRACE(mode);
+        const bool writerFirst = mode == priorityWriter;
+        CReadWriteMutex rw(mode);
+        expectPathTaken(rw);
+        if (writerFirst) {
+            EXPECT_FALSE(rw.leave());  // nothing held: false, silently
+        }
         rw.enterReading();
-        readerAt = ++order;
-        rw.leave();
-    });
-    ASSERT_TRUE(eventually([&] { return RWMutexInspector::waitingReaders(rw) == 1; }));
-    EXPECT_EQ(order.load(), 0);
-    EXPECT_TRUE(rw.leave());  // last reader out: the writer goes first
-    writer.join();
-    reader.join();
-    EXPECT_EQ(writerAt.load(), 1);
-    EXPECT_EQ(readerAt.load(), 2);
-    EXPECT_EQ(RWMutexInspector::state(rw), 0u);
+        std::atomic<int> order{0};
+        std::atomic<int> writerAt{0}, readerAt{0};
+        std::thread writer([&] {
+            rw.enterWriting();
+            writerAt = ++order;
+            rw.leave();
+        });
+        ASSERT_TRUE(eventually([&] {
+            return writerFirst ? RWMutexInspector::waitingWriters(rw) == 1
+                               : RWMutexInspector::lockKeptByOther(rw);
+        }));
+        std::thread reader([&] {
+            rw.enterReading();
+            readerAt = ++order;
+            rw.leave();
+        });
+        if (writerFirst) {
+            ASSERT_TRUE(eventually([&] { return RWMutexInspector::waitingReaders(rw) == 1; }));
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        EXPECT_EQ(order.load(), 0);
+        EXPECT_TRUE(rw.leave());  // last reader out: the writer goes first
+        writer.join();
+        reader.join();
+        EXPECT_EQ(writerAt.load(), 1);
+        EXPECT_EQ(readerAt.load(), 2);
+        EXPECT_EQ(writerFirst ? RWMutexInspector::state(rw) : RWMutexInspector::readCount(rw), 0u);
+    }
 }
 
 TEST_P(CReadWriteMutexPaths, WriterFirstHandsOverWriterToWriterThenAllReaders) {
