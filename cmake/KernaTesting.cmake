@@ -2,15 +2,19 @@
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
-# kerna_add_test(<name> [INTERNAL] SOURCES src... [LIBS lib...])
+# kerna_add_test(<name> [INTERNAL] [CLIENT_CHECK] SOURCES src... [LIBS lib...])
 #   One GoogleTest program; each test runs as its own CTest process, so process-wide objects
 #   start fresh. INTERNAL links the library's objects (for tests of internals); otherwise the
 #   program links libkerna.so as a user does. Every program gets the shared main, which installs
-#   the simulated wall clock before the first test.
+#   the simulated wall clock before the first test and stops the client list's idle check unless
+#   CLIENT_CHECK is given.
 function(kerna_add_test name)
-  cmake_parse_arguments(T "INTERNAL" "" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(T "INTERNAL;CLIENT_CHECK" "" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${T_SOURCES} ${PROJECT_SOURCE_DIR}/tests/support/TestMain.cpp)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  if(T_CLIENT_CHECK)
+    target_compile_definitions(${name} PRIVATE KERNA_TEST_KEEP_CLIENT_CHECK)
+  endif()
   if(T_INTERNAL)
     target_link_libraries(${name} PRIVATE kerna_obj)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src)

@@ -9,4 +9,5 @@ set(KERNA_SOURCE_FLOORS
   "foundation"                # print path, log control, error registry
   "threads"                   # thread objects, the registry, load control, timers
   "time memory utils"         # calendar and clocks; packet memory; digests, ciphers, charsets
+  "component"                 # component objects, registry, factories, clients and their list
   "startup")                  # the start-up unit and the exported test seam

@@ -12,6 +12,8 @@
 #include "kerna/kerna3/ThreadManager.h"
 #include "kerna/kerna3/Timer.h"
 #include "kerna/memory/SharePacketHelper.h"
+#include "component/ClientInstanceList.h"
+#include "component/ServerInfoQueryerHelper.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -29,6 +31,8 @@ public:
         CThreadLoadingController::instance();
         getErrMsg(0);                            // the error table
         Memory::CSharePacketHelper::instance();  // touches no packet manager
+        Component::CClientInstanceList::instance();  // starts the "ClientCheck" timer
+        Component::CServerInfoQueryerHelper::instance();
     }
 };
 

@@ -28,6 +28,8 @@ void useConsoleForLibraryLines();
 /// Scenes of the demo, one per subsystem.
 void demoThreads();
 void demoTimers();
+/// A remote component end to end on the example's loopback server (examples/remote/).
+void demoComponents();
 /// The packet scene of `kerna demo`: chooses a pool policy, so it must run before anything
 /// in the process has made a packet. Returns 0.
 int demoPackets();

@@ -115,7 +115,7 @@ namespace KernaTool {
 int cmdDemo(int argc, char** argv) {
     if (argc > 1 && strcmp(argv[1], "--help") == 0) {
         printf("Usage: kerna demo\nShows the library at work: the print path, locks, threads, "
-               "timers, time, packets.\n");
+               "timers, time, packets, components.\n");
         return 0;
     }
     useConsoleForLibraryLines();
@@ -123,6 +123,7 @@ int cmdDemo(int argc, char** argv) {
     demoThreads();
     demoTimers();
     demoPackets();
+    demoComponents();
     printf("\ndemo done\n");
     return 0;
 }

@@ -1,0 +1,25 @@
+# Fails unless the dynamic section of LIB names "$ORIGIN" as its run path, so that component
+# modules beside the library are found. With INSTALL_DIR and PREFIX set, first installs the build
+# tree INSTALL_DIR into PREFIX and checks the installed library instead.
+if(DEFINED INSTALL_DIR)
+  file(REMOVE_RECURSE ${PREFIX})
+  execute_process(COMMAND ${CMAKE_COMMAND} --install ${INSTALL_DIR} --prefix ${PREFIX}
+                  OUTPUT_QUIET RESULT_VARIABLE rc)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "install into ${PREFIX} failed")
+  endif()
+  file(GLOB_RECURSE found ${PREFIX}/*/libkerna.so)
+  if(NOT found)
+    message(FATAL_ERROR "no libkerna.so under ${PREFIX}")
+  endif()
+  list(GET found 0 LIB)
+endif()
+execute_process(COMMAND readelf -d ${LIB} OUTPUT_VARIABLE out RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "readelf failed on ${LIB}")
+endif()
+if(NOT out MATCHES "\\(RUNPATH\\)[ \t]+Library runpath: \\[\\$ORIGIN\\]")
+  string(REGEX MATCH "\\((RUNPATH|RPATH)\\)[^\n]*" line "${out}")
+  message(FATAL_ERROR "${LIB}: run path is not [$ORIGIN]: '${line}'")
+endif()
+message(STATUS "${LIB}: RUNPATH [$ORIGIN]")
