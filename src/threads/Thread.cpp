@@ -84,15 +84,13 @@ private:
     ThreadInternal* m_thread;
 };
 
-// The body's first step waits for createThread to leave the object's mutex, which takes it a
-// few microseconds after the start: give up the time slice while it does, rather than sleep
-// on the lock and be woken (tens of microseconds here). Then wait on the lock as usual.
+// The body's first step waits for createThread to leave the object's mutex, a few microseconds
+// after the start: briefly without sleeping where the platform finds that worth it, then on the
+// lock as usual.
+bool tryEnterMutex(void* mutex) { return static_cast<CMutex*>(mutex)->tryEnter(); }
+
 void enterWhenStartDecided(CMutex& mutex) {
-    for (int i = 0; i < 50; ++i) {
-        if (mutex.tryEnter()) return;
-        Platform::yieldThread();
-    }
-    mutex.enter();
+    if (!Platform::briefWaitForCreator(&tryEnterMutex, &mutex)) mutex.enter();
 }
 
 void InternalThreadBody(void* argument) {
