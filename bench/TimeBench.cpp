@@ -3,7 +3,9 @@
 // The calendar value beside the C library in the same run: fields to seconds against timegm,
 // seconds to fields against gmtime_r, and format against strftime of the same fields. Each
 // benchmark walks the same 4096 prepared values, so the ratio of items per second is the ratio
-// of throughput.
+// of throughput. Then the clock readings on the machine's wall clock (read, never set):
+// getCurrentTime and getCurrentUTCMilliSecond against clock_gettime with localtime_r, the
+// reading a user would write, and against clock_gettime alone.
 
 #include <benchmark/benchmark.h>
 
@@ -122,6 +124,39 @@ void BM_Format_strftime(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
+void BM_GetCurrentTime_Kerna(benchmark::State& state) {
+    for (auto _ : state) {
+        CTime now = CTime::getCurrentTime();
+        benchmark::DoNotOptimize(now);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void BM_GetCurrentUTCMilliSecond_Kerna(benchmark::State& state) {
+    for (auto _ : state) benchmark::DoNotOptimize(CTime::getCurrentUTCMilliSecond());
+    state.SetItemsProcessed(state.iterations());
+}
+
+void BM_ClockGettime_localtime_r(benchmark::State& state) {
+    struct tm out;
+    for (auto _ : state) {
+        timespec ts;
+        clock_gettime(CLOCK_REALTIME, &ts);
+        benchmark::DoNotOptimize(localtime_r(&ts.tv_sec, &out));
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void BM_ClockGettime(benchmark::State& state) {
+    for (auto _ : state) {
+        timespec ts;
+        clock_gettime(CLOCK_REALTIME, &ts);
+        benchmark::DoNotOptimize(static_cast<uint64_t>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
 }  // namespace
 
 BENCHMARK(BM_FieldsToSeconds_Kerna);
@@ -130,3 +165,7 @@ BENCHMARK(BM_SecondsToFields_Kerna);
 BENCHMARK(BM_SecondsToFields_gmtime_r);
 BENCHMARK(BM_Format_Kerna);
 BENCHMARK(BM_Format_strftime);
+BENCHMARK(BM_GetCurrentTime_Kerna);
+BENCHMARK(BM_GetCurrentUTCMilliSecond_Kerna);
+BENCHMARK(BM_ClockGettime_localtime_r);
+BENCHMARK(BM_ClockGettime);

@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "kerna/kerna3/PrintLog.h"
+#include "FuzzClock.h"
 #include "kerna/kerna3/Time.h"
-#include "kerna/kerna3/testing/SimulatedClock.h"
 #include "time/TimeFormat.h"
 
+using KernaFuzz::check;
 using Tessaran::Kerna::CTime;
 
 namespace {
@@ -26,16 +26,10 @@ int32_t take32(const uint8_t*& data, size_t& size) {
     return static_cast<int32_t>(value);
 }
 
-void check(bool condition) {
-    if (!condition) std::abort();
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    Tessaran::Kerna::Testing::installSimulatedClock(1773489600000LL, -28800);
-    Tessaran::Kerna::Testing::forbidRealClockSet();
-    Tessaran::Kerna::setPrintLogLevel(1);  // the level 2 lines of bad input would flood the run
+    KernaFuzz::useSimulatedClock();
     return 0;
 }
 

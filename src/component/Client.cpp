@@ -14,7 +14,6 @@
 #include "component/UnknownInternal.h"
 #include "kerna/kerna3/Error.h"
 #include "kerna/kerna3/ThreadSpecific.h"
-#include "platform/WallClock.h"
 
 namespace Tessaran {
 namespace Component {
@@ -56,12 +55,6 @@ Kerna::CThreadSpecific& currentUserSlot() {
 
 uint64_t monotonicNow() { return Kerna::CTime::getCurrentMilliSecond(); }
 std::atomic<uint64_t (*)()> g_clientClock{&monotonicNow};
-
-// The local time of the wall clock, to the second.
-Kerna::CTime localTimeNow() {
-    const Kerna::Detail::Platform::ClockFields f = Kerna::Detail::Platform::wallClock().readLocal();
-    return Kerna::CTime(f.year, f.month, f.day, f.hour, f.minute, f.second);
-}
 
 ClientInternal* internalOf(IClient* client) {
     KERNA_ASSERT(client != NULL && Detail::ClientAccess::of(client) != NULL);
@@ -254,7 +247,7 @@ bool clientLogin(IClient* client) {
     ClientInternal* in = internalOf(client);
     in->lastActiveTime.store(clientClockNow());
     if (!client->login()) return false;
-    const Kerna::CTime now = localTimeNow();
+    const Kerna::CTime now = Kerna::CTime::getCurrentTime();
     {
         CGuard guard(in->fieldLock);
         in->loginTime = now;

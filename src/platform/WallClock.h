@@ -40,6 +40,9 @@ public:
     virtual bool setLocal(const ClockFields& local) = 0;
     /// The zone's bias in seconds west of UTC on standard time (-28800 for UTC+8).
     virtual int32_t zoneBias() = 0;
+    /// Reads the platform's zone again. The machine's clock reads it once, at first use, and
+    /// then only here (CTime::setTimeZone calls it); a clock without a platform zone ignores it.
+    virtual void reloadZone() {}
 };
 
 /// The installed clock.
@@ -48,6 +51,8 @@ WallClock& wallClock();
 void installWallClock(WallClock* clock);
 /// After this, setting the machine's clock aborts the process.
 void forbidRealClockSet();
+/// True once forbidRealClockSet has been called.
+bool realClockSetForbidden();
 
 }  // namespace Platform
 }  // namespace Detail

@@ -7,6 +7,7 @@
 // they are made on first use, so that a program can still choose a pool policy from main.
 #include "sync/FunctionReuse.h"
 #include "threads/ThreadLoadingController.h"
+#include "file/FileTables.h"
 #include "foundation/ErrorTable.h"
 #include "kerna/kerna3/Error.h"
 #include "kerna/kerna3/ThreadManager.h"
@@ -14,6 +15,7 @@
 #include "kerna/memory/SharePacketHelper.h"
 #include "component/ClientInstanceList.h"
 #include "component/ServerInfoQueryerHelper.h"
+#include "logfile/LogFileWriter.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -24,11 +26,14 @@ class LibraryStartup {
 public:
     LibraryStartup() {
         // The order below is the library's start order; each subsystem adds its line in place.
+        startLogFileWriter();  // only a hook: the writer itself is made at the first line
         functionReuseSlot();
         lastErrorSlot();
         CThreadManager::instance();
         CTimerManager::instance();  // starts the "TimerManager" thread
         CThreadLoadingController::instance();
+        defaultFileTable();
+        utf8FileTable();
         getErrMsg(0);                            // the error table
         Memory::CSharePacketHelper::instance();  // touches no packet manager
         Component::CClientInstanceList::instance();  // starts the "ClientCheck" timer

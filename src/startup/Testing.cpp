@@ -143,6 +143,8 @@ void restoreRealClock() {
 
 void forbidRealClockSet() { Detail::Platform::forbidRealClockSet(); }
 
+bool realClockSetForbidden() { return Detail::Platform::realClockSetForbidden(); }
+
 bool simulatedClockInstalled() { return g_installed.load(); }
 
 void jumpSimulatedClock(int64_t deltaMilliseconds) { simulated().jump(deltaMilliseconds); }

@@ -140,6 +140,18 @@ inline void breakSignedSeconds(int64_t seconds, SystemTime& t) {
     breakSeconds(seconds > 0 ? static_cast<uint64_t>(seconds) : 0, t);
 }
 
+/// Copies year, month, day, hour, minute and second from one record to another: SystemTime,
+/// SystemTimeEx, CTime or the platform's clock fields. Nothing else is touched.
+template <class From, class To>
+inline void copyDateTime(const From& from, To& to) {
+    to.year = from.year;
+    to.month = from.month;
+    to.day = from.day;
+    to.hour = from.hour;
+    to.minute = from.minute;
+    to.second = from.second;
+}
+
 /// Milliseconds since 1970 of a record: field seconds (of a clamped copy) times 1000 plus
 /// `millisecond`, taken as it is. A negative sum gives 0.
 inline uint64_t recordMilliseconds(const SystemTimeEx& t) {

@@ -316,11 +316,10 @@ FormatResult formatFieldsUnbounded(const SystemTime& t, const char* format, int 
     return formatWalk(t, format, mask, settings, writer);
 }
 
-ParseStatus parseFields(const char* text, const char* format, SystemTime& t) {
-    int32_t numbers[6] = {0, 0, 0, 0, 0, 0};
+size_t readNumbers(const char* text, int32_t* numbers, size_t maxCount, int* sign) {
     size_t count = 0;
     const char* p = text;
-    while (count < 6) {
+    while (count < maxCount) {
         // A run of digits, possibly empty; values beyond 32 bits stop at the largest int, which
         // normalisation clamps anyway.
         int64_t value = 0;
@@ -328,9 +327,17 @@ ParseStatus parseFields(const char* text, const char* format, SystemTime& t) {
             if (value <= INT32_MAX) value = value * 10 + (*p - '0');
         }
         numbers[count++] = static_cast<int32_t>(value > INT32_MAX ? INT32_MAX : value);
-        while (*p && !isDigit(*p)) ++p;
+        for (; *p && !isDigit(*p); ++p) {
+            if (sign != nullptr && (*p == '+' || *p == '-')) *sign = *p == '+' ? 1 : -1;
+        }
         if (!*p) break;
     }
+    return count;
+}
+
+ParseStatus parseFields(const char* text, const char* format, SystemTime& t) {
+    int32_t numbers[6] = {0, 0, 0, 0, 0, 0};
+    const size_t count = readNumbers(text, numbers, 6, nullptr);
 
     ParseStatus status = ParseStatus::ok;
     if (count < 6) status = ParseStatus::notEnough;

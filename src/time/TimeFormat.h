@@ -53,6 +53,14 @@ FormatResult formatFields(const SystemTime& t, const char* format, int mask,
 FormatResult formatFieldsUnbounded(const SystemTime& t, const char* format, int mask,
                                    const FormatSettings& settings, char* out);
 
+/// Reads up to `maxCount` numbers from `text`: at the current place a run of digits (possibly
+/// empty, which gives 0; beyond 32 bits the largest int) is the next number, then everything that
+/// is no digit is skipped; stops when `maxCount` numbers are counted or the text ends. While
+/// skipping, a "+" sets `*sign` to 1 and a "-" to -1 (when `sign` is not null), so the last sign
+/// in the text counts. Returns the count (at least 1 with `maxCount` above 0). `text` must not be
+/// null.
+size_t readNumbers(const char* text, int32_t* numbers, size_t maxCount, int* sign);
+
 /// Outcome of reading a date and time back from text.
 enum class ParseStatus {
     ok,            ///< six numbers read, the value normalised

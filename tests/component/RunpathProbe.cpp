@@ -7,8 +7,10 @@
 
 #include "component/ComponentRegistry.h"
 #include "component/Unknown.h"
+#include "kerna/kerna3/testing/SimulatedClock.h"
 
 int main() {
+    Tessaran::Kerna::Testing::forbidRealClockSet();  // as every program under tests/ does
     Tessaran::Component::IUnknown* object =
         Tessaran::Component::createComponentObject("KernaRunpathProbe", nullptr);
     std::printf("KernaRunpathProbe: %s\n", object != nullptr ? "found beside the library" : "not found");

@@ -30,6 +30,14 @@ bool timerManagerRunning() {
 
 }  // namespace
 
+// The CTest check "test_programs_use_test_main" runs this test alone in every test program: it
+// proves that the program was made with this main and that setting the real clock is forbidden
+// in it. Every test must also leave the simulated clock installed behind it.
+TEST(KernaTestMain, ClockIsSimulatedAndRealSettingForbidden) {
+    EXPECT_TRUE(Tessaran::Kerna::Testing::realClockSetForbidden());
+    EXPECT_TRUE(Tessaran::Kerna::Testing::simulatedClockInstalled());
+}
+
 int main(int argc, char** argv) {
     // 2026-03-14 12:00:00 UTC, zone UTC+8 (the platform reports the bias as seconds west).
     Tessaran::Kerna::Testing::installSimulatedClock(1773489600000LL, -28800);

@@ -249,6 +249,11 @@ TEST_P(CTimeRoundTrip, ParseOfFormatGivesTheValueBack) {
         if (c == '@') c = separator;
     }
     format += twelve ? " hh:mm:ss tt" : " HH:mm:ss";
+    // The default format is process-wide: it goes back when the test ends, however it ends.
+    // Before, a test behind this one in a shuffled run found this test's format.
+    struct DefaultFormatAgain {
+        ~DefaultFormatAgain() { CTime::setFormatString("yyyy-MM-dd HH:mm:ss"); }
+    } restore;
     CTime::setFormatString(format.c_str());
     ASSERT_EQ(CTime::getDateFormat(), order);
     ASSERT_EQ(CTime::getSeparator(), separator);

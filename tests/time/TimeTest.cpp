@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <ctime>
 #include <random>
 
@@ -73,13 +74,18 @@ TEST(CTimeZone, MakeTimeInvertsBreakTimeOverTheRange) {
     }
 }
 
+// disableTimezone is for good in the process, so it runs in a child of its own: before, it ran in
+// the test program's process and every zone test shuffled behind it failed.
 TEST(CTimeZone, DisableTimezoneIsForGood) {
-    EXPECT_EQ(CTime::disableTimezone(), 0);
-    EXPECT_EQ(CTime::getTimeZone(), 0);
-    Testing::setSimulatedBias(3600);
-    EXPECT_EQ(CTime::getTimeZone(), 0);
-    const CTime local(2023, 3, 4, 5, 6, 7);
-    EXPECT_EQ(local.makeTime(), CTime::timeToSeconds(local));
-    EXPECT_TRUE(CTime(local.makeTime()) == local);
-    Testing::setSimulatedBias(-28800);
+    EXPECT_EXIT(
+        {
+            bool ok = CTime::disableTimezone() == 0 && CTime::getTimeZone() == 0;
+            Testing::setSimulatedBias(3600);
+            ok = ok && CTime::getTimeZone() == 0;
+            const CTime local(2023, 3, 4, 5, 6, 7);
+            ok = ok && local.makeTime() == CTime::timeToSeconds(local) && CTime(local.makeTime()) == local;
+            std::_Exit(ok ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+    EXPECT_EQ(CTime::getTimeZone(), -28800);
 }

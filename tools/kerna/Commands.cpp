@@ -16,6 +16,7 @@ const Command commands[] = {
     {"base16", cmdBase16, "Base16 encode or decode (as coreutils basenc --base16)"},
     {"aes", cmdAes, "AES encryption in ECB, CBC, CFB8, CFB128 or CTR, no padding"},
     {"des", cmdDes, "DES and Triple DES encryption in ECB or CBC, no padding"},
+    {"dst", cmdDst, "print the daylight-saving instants of a rule, year by year"},
     {nullptr, nullptr, nullptr},
 };
 

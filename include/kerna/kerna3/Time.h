@@ -6,6 +6,12 @@
 // and format and parse. The same class carries the monotonic clock as static members: milliseconds
 // and microseconds since its first use in the process, never falling within a thread and not moved
 // by setting the wall clock; timers, watch-dogs and idle checks run on it.
+//
+// Also static on CTime: the wall clock (local time as the platform keeps it) and the platform's
+// UTC clock; the library's configured time zone and its table of zones; the setting of the wall
+// clock through replaceable hooks, with verification and notification of the change; conversion
+// between local seconds, UTC seconds and ISO text; and the daylight-saving manager, which moves
+// the wall clock an hour forward and back by itself at the instants of a start and an end rule.
 
 #ifndef KERNA_KERNA3_TIME_H_
 #define KERNA_KERNA3_TIME_H_
@@ -14,6 +20,7 @@
 
 #include "kerna/kerna3/Defs.h"
 #include "kerna/kerna3/FlexString.h"
+#include "kerna/kerna3/Function.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -44,6 +51,29 @@ struct SystemTimeEx {
     int32_t second;
     int32_t millisecond;
     int32_t isdst;
+    int32_t reserved1;
+    int32_t reserved2;
+    int32_t reserved3;
+};
+
+/// Who changes the time: stored per thread before a setting call, so that the procs told of the
+/// change (which run on that thread) can read it back. Never null once read back.
+struct ModifyTimeClientInfo {
+    const char* clientName;
+    const char* clientAddress;
+    const char* clientType;
+    int32_t reserved1;
+    int32_t reserved2;
+};
+
+/// A daylight-saving rule: the day and time of the year at which daylight saving starts (the
+/// clock goes forward) or ends (the clock goes back), in the local time then in force.
+struct DstConfigInfo {
+    int32_t month;   ///< 1 to 12
+    int32_t day;     ///< with week 0 a date 1 to 31, else a weekday 0 (Sunday) to 6
+    int32_t week;    ///< 0: `day` is a date; 1 to 4: the week-th such weekday; -1: the last one
+    int32_t hour;    ///< 0 to 23
+    int32_t minute;  ///< 0 to 59
     int32_t reserved1;
     int32_t reserved2;
     int32_t reserved3;
@@ -165,6 +195,160 @@ public:
     static unsigned long long getCurrentMilliSecond();
     /// The same clock in microseconds.
     static unsigned long long getCurrentMicroSecond();
+
+    // ---- clocks --------------------------------------------------------------------------
+
+    /// A UTC instant with the zone and daylight-saving state it was derived with.
+    struct UTCTimeDef {
+        uint64_t utc;      ///< seconds since 1970 UTC
+        int32_t timeZone;  ///< seconds east of Greenwich
+        int32_t dst;       ///< 1 in daylight saving, 0 not
+    };
+
+    /// The wall clock (local time as the platform keeps it), whole seconds; isdst -1.
+    static CTime getCurrentTime();
+    /// The wall clock with milliseconds; isdst and the reserved fields are 0.
+    static SystemTimeEx getCurrentTimeEx();
+    /// The same as getCurrentTime.
+    static CTime getCurTimeForPrint();
+    /// The same as getCurrentTimeEx; the argument has no effect.
+    static SystemTimeEx getCurTimeExForPrint(unsigned long long unused);
+    /// The platform's UTC clock in seconds since 1970 (0 for a clock before 1970).
+    static unsigned long long getCurrentUTCtime();
+    /// The platform's UTC clock in milliseconds since 1970 (0 for a clock before 1970).
+    static unsigned long long getCurrentUTCMilliSecond();
+    /// The same value as getCurrentUTCMilliSecond.
+    static unsigned long long getCurrentRealUTC();
+    /// UTC derived from the wall clock and the library's own zone and daylight-saving state (not
+    /// from the platform's UTC clock): the wall clock's field seconds less the configured zone,
+    /// less 3600 more in daylight saving (0 if that is negative). False, with nothing written,
+    /// while the zone is not set (setTimeZone) or the daylight-saving state is not known.
+    static bool getUTCForEmbed(UTCTimeDef& time);
+
+    // ---- zones ---------------------------------------------------------------------------
+
+    /// Configures the library's zone, seconds east of Greenwich from -43200 to 50400 (both
+    /// included); false and no change outside. A successful call also makes the wall clock read
+    /// the platform's zone again (the platform's zone is read once, at first use, and then only
+    /// here).
+    static bool setTimeZone(int seconds);
+    /// The configured zone; false and no write while it is not set. A null pointer gives false
+    /// and a line at level 2.
+    static bool getTimeZone(int* seconds);
+    /// Seconds east of Greenwich of row `zoneIndex` (0 to 39) of the zone table; another index
+    /// logs at level 2 and gives 0.
+    static int getTimeZonefromTable(int zoneIndex);
+
+    // ---- setting the wall clock ----------------------------------------------------------
+    //
+    // Every setting path first asks the verify hook, if one is attached: when it returns false a
+    // line is logged at level 2 and nothing else happens (no hook, no proc; the bool forms return
+    // false). `tolerance` is in seconds: 0 always sets; otherwise the clock is left alone, as a
+    // success, when it is already within that distance. The default setter clamps the time to
+    // minTime .. maxTime, sets the platform wall clock and tells the modify procs; a refusal of
+    // the platform leaves 0x1000000e as the calling thread's last error and tells no proc. A
+    // setting path that goes ahead first clears 0x1000000e or 0x1000000f left in the last error
+    // by an earlier set (other codes stay), so that its result speaks of this call only; the bool
+    // forms return false when one of the two codes is set afterwards. Procs and hooks run on the
+    // setting thread with no library lock held and may call the library again. Any thread;
+    // concurrent setters are not ordered.
+
+    /// Sets the wall clock to the normalised `time`. The result is not reported.
+    static void setCurrentTime(const CTime& time, int tolerance);
+    /// The same; false if refused or failed.
+    static bool setCurrentTimeEx(const CTime& time, int tolerance);
+    /// Sets the wall clock with milliseconds; false if refused or failed.
+    static bool setCurrentTime(const SystemTimeEx& time, int tolerance);
+    /// Sets the wall clock from UTC milliseconds: with the configured zone (0, and a line at
+    /// level 3, while it is not set) and an hour more when the daylight-saving manager finds the
+    /// local time inside its period, which also becomes the daylight-saving state. The manager
+    /// is paused meanwhile. With a UTC hook attached the hook does all of it instead (the real
+    /// UTC procs are told when it returns true and notify is on) and the result is true.
+    static bool setCurrentRealUTC(unsigned long long utcMilliSeconds, int tolerance);
+
+    // ---- hooks and procs -----------------------------------------------------------------
+
+    /// Appends a proc told after each change of the wall clock (result not looked at). Procs are
+    /// never removed. True.
+    static bool attachModifyProc(TFunction1<bool, SystemTime> proc);
+    /// Appends a proc told with the old and new UTC milliseconds after a UTC hook. True.
+    static bool attachModifyRealUTCProc(
+        TFunction2<void, unsigned long long, unsigned long long> proc);
+    /// Replaces the hook through which a CTime reaches the clock; returns the old one (at first
+    /// the default setter, which tells the procs itself: installing it again counts as not
+    /// replaced).
+    static TFunction2<void, const CTime&, int> attachSetCurrentTimeHook(
+        TFunction2<void, const CTime&, int> hook);
+    /// The same, and with `notify` true the procs are told after a replaced hook, with the
+    /// normalised time.
+    static TFunction2<void, const CTime&, int> attachSetCurrentTimeHook(
+        TFunction2<void, const CTime&, int> hook, bool notify);
+    /// Replaces the hook through which a SystemTimeEx reaches the clock; returns the old one.
+    static TFunction2<void, const SystemTimeEx&, int> attachSetCurrentTimeHookEx(
+        TFunction2<void, const SystemTimeEx&, int> hook);
+    /// The same, with the notify flag of attachSetCurrentTimeHook.
+    static TFunction2<void, const SystemTimeEx&, int> attachSetCurrentTimeHookEx(
+        TFunction2<void, const SystemTimeEx&, int> hook, bool notify);
+    /// Stores a hook that replaces the whole of setCurrentRealUTC (empty: none), and whether
+    /// the real UTC procs are told after it returns true.
+    static void attachSetCurrentRealUTCHook(TFunction2<bool, unsigned long long, int> hook,
+                                            bool notify);
+    /// Stores the hook that may refuse every change of the clock (empty: none).
+    static void attachModifyTimeVerifyHook(TFunction0<bool> hook);
+
+    /// Stores a copy of `info` for the calling thread (a null text as the empty text),
+    /// replacing its former copy.
+    static void setModifyTimeClientInfo(const ModifyTimeClientInfo& info);
+    /// The calling thread's stored info; valid until the thread stores another. A thread with
+    /// none gets three empty texts and a line at level 2.
+    static ModifyTimeClientInfo getModifyTimeClientInfo();
+
+    // ---- conversion ----------------------------------------------------------------------
+
+    /// ISO text "yyyy-MM-ddTHH:mm:ss" with an optional offset "+hh:mm"/"-hh:mm" (six or eight
+    /// numbers; with eight a sign must stand in the text, and the last sign counts) to UTC
+    /// seconds. False with a line at level 2 for a null argument, too few numbers or an offset
+    /// outside -12:00 .. +14:00; `*utcSec` is 0 then (unless null).
+    static bool convertTZtoUTC(const char* buf, unsigned long long* utcSec);
+    /// UTC seconds to "yyyy-MM-ddTHH:mm:ssZ" (20 characters and the terminator for years up to
+    /// 9999; never more than `size` bytes). Writes nothing, with a line at level 2, when
+    /// `addOffset` is true (not supported), `buf` is null or `size` is below 21.
+    static void convertUTCtoTZ(unsigned long long utcSec, char* buf, int size, bool addOffset);
+    /// Local field seconds to UTC seconds: less `*offset`, or with a null `offset` less the
+    /// configured zone and an hour in daylight saving. A negative result logs at level 2 and
+    /// gives 0.
+    static unsigned long long makeUTC(unsigned long long localSec, const int* offset);
+    /// UTC seconds to local field seconds with the configured zone and the daylight-saving
+    /// manager's period; `*offset` gets the seconds added. The result is clamped to minTime ..
+    /// maxTime (`*offset` stays). Null pointers log at level 2 and write nothing.
+    static void makeLocal(unsigned long long utcSec, unsigned long long* localSec, int* offset);
+
+    // ---- daylight saving -----------------------------------------------------------------
+    //
+    // The daylight-saving manager checks the wall clock once a second on a timer named
+    // "DstManager". From 2 seconds before the start instant of the current year it sets the
+    // clock an hour forward, from 2 seconds before the end instant an hour back, each once,
+    // through the setting path above (verification, hooks, procs). A period may cross the new
+    // year (southern rules).
+
+    /// With `enable` true (re)starts the manager with the two rules: false, with a line at level
+    /// 2, for a rule out of range, for this year's end less than or up to one hour after its
+    /// start, or when the timer does not start. With false stops it (an hour back first if the
+    /// clock stands in daylight saving) and returns true.
+    static bool setDstConfig(const DstConfigInfo& start, const DstConfigInfo& end, bool enable);
+    /// The start and end instants of `year` (start in standard local time, end in daylight
+    /// local time); false while the manager does not run.
+    static bool getDstConfig(int year, CTime& start, CTime& end);
+    /// Gives the daylight-saving state its starting value before the manager starts (true: the
+    /// clock already stands in daylight saving). False while the manager runs.
+    static bool setInitDst(bool dst);
+    /// Replaces the callback told the new daylight-saving state at each change, on the thread of
+    /// the change, with no library lock held (before the modify procs).
+    static void attachConvertDstCallback(TFunction1<void, bool> proc);
+    /// Stores the daylight-saving state; tells the callback first when it changes. True.
+    static bool setDst(bool dst);
+    /// The daylight-saving state: -1 not known, 0 out, 1 in.
+    static int getDst();
 
 private:
     struct RawFields {};

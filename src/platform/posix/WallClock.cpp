@@ -1,17 +1,19 @@
 // WallClock.cpp
 //
 // Only POSIX code; no library logic. The machine's wall clock: CLOCK_REALTIME read through
-// localtime_r, set through mktime and clock_settime, zone bias from tzset's `timezone`. Readers
-// call tzset() first because localtime_r does not re-read the zone. Setting can be forbidden for
-// test programs, after which an attempt aborts the process.
+// localtime_r, set through timegm, localtime_r and clock_settime. The zone (TZ or the system's
+// zone file) is read by tzset() once, at the first use, and again only when the library is told
+// that it changed (reloadZone); localtime_r and timegm never read it again, so no reading or
+// setting looks at the environment. Setting can be forbidden for test programs, after which an
+// attempt aborts the process.
 #include "platform/WallClock.h"
 
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <time.h>
 
 #include <atomic>
+#include <mutex>
 
 namespace Tessaran {
 namespace Kerna {
@@ -22,29 +24,24 @@ namespace {
 
 class SystemWallClock : public WallClock {
 public:
-    // Converting to local time takes the zone lock and tzset() looks at the zone file, which
-    // together cost far more than a log line should. Each thread keeps the last conversion and
-    // reuses it within the same second while TZ is unchanged.
+    // Converting to local time takes the C library's zone lock, which costs more than a log
+    // line should. Each thread keeps its last conversion and reuses it within the same second
+    // while the zone has not been read again.
     ClockFields readLocal() override {
+        const uint32_t generation = zoneGeneration();
         timespec ts;
         clock_gettime(CLOCK_REALTIME, &ts);
         struct Cache {
             time_t second = -1;
-            bool tzSet = false;
-            char tz[128] = {};
+            uint32_t generation = 0;
             ClockFields fields = {};
         };
         static thread_local Cache cache;
-        const char* tz = getenv("TZ");
-        const bool sameZone = (tz != nullptr) == cache.tzSet &&
-                              (tz == nullptr || strncmp(tz, cache.tz, sizeof cache.tz) == 0);
-        if (ts.tv_sec != cache.second || !sameZone || (tz && strlen(tz) >= sizeof cache.tz)) {
-            tzset();
+        if (ts.tv_sec != cache.second || generation != cache.generation) {
             tm t;
             localtime_r(&ts.tv_sec, &t);
             cache.second = ts.tv_sec;
-            cache.tzSet = tz != nullptr;
-            if (tz) strncpy(cache.tz, tz, sizeof cache.tz - 1);
+            cache.generation = generation;
             ClockFields& f = cache.fields;
             f.year = t.tm_year + 1900;
             f.month = t.tm_mon + 1;
@@ -68,9 +65,35 @@ public:
     bool setLocal(const ClockFields& local) override;
 
     int32_t zoneBias() override {
-        tzset();
-        return static_cast<int32_t>(timezone);
+        zoneGeneration();
+        return m_bias.load(std::memory_order_acquire);
     }
+
+    void reloadZone() override {
+        std::lock_guard<std::mutex> guard(m_zoneLock);
+        loadZoneLocked();
+    }
+
+private:
+    // The generation of the zone in use (1 after the first reading); reads the zone at first use.
+    uint32_t zoneGeneration() {
+        const uint32_t generation = m_generation.load(std::memory_order_acquire);
+        if (generation != 0) return generation;
+        std::lock_guard<std::mutex> guard(m_zoneLock);
+        if (m_generation.load(std::memory_order_relaxed) == 0) loadZoneLocked();
+        return m_generation.load(std::memory_order_relaxed);
+    }
+
+    void loadZoneLocked() {
+        tzset();
+        m_bias.store(static_cast<int32_t>(timezone), std::memory_order_relaxed);
+        m_generation.store(m_generation.load(std::memory_order_relaxed) + 1,
+                           std::memory_order_release);
+    }
+
+    std::mutex m_zoneLock;
+    std::atomic<uint32_t> m_generation{0};
+    std::atomic<int32_t> m_bias{0};
 };
 
 SystemWallClock g_system;
@@ -82,6 +105,7 @@ bool SystemWallClock::setLocal(const ClockFields& local) {
         fputs("***** kerna: setting the machine's clock is forbidden in this process\n", stderr);
         abort();
     }
+    zoneGeneration();
     tm t = {};
     t.tm_year = local.year - 1900;
     t.tm_mon = local.month - 1;
@@ -89,9 +113,16 @@ bool SystemWallClock::setLocal(const ClockFields& local) {
     t.tm_hour = local.hour;
     t.tm_min = local.minute;
     t.tm_sec = local.second;
-    t.tm_isdst = -1;
-    const time_t seconds = mktime(&t);
-    if (seconds == static_cast<time_t>(-1)) return false;
+    // The local fields read as UTC, then moved by the zone's offset at that instant; a second
+    // round settles an instant whose offset differs (near a change of the zone's offset).
+    const time_t asUtc = timegm(&t);
+    if (asUtc == static_cast<time_t>(-1)) return false;
+    time_t seconds = asUtc;
+    for (int round = 0; round < 2; ++round) {
+        tm offsetAt;
+        if (localtime_r(&seconds, &offsetAt) == nullptr) return false;
+        seconds = asUtc - offsetAt.tm_gmtoff;
+    }
     timespec ts;
     ts.tv_sec = seconds;
     ts.tv_nsec = static_cast<long>(local.millisecond) * 1000000L;
@@ -108,6 +139,8 @@ WallClock& wallClock() {
 void installWallClock(WallClock* clock) { g_installed.store(clock, std::memory_order_release); }
 
 void forbidRealClockSet() { g_setForbidden.store(true); }
+
+bool realClockSetForbidden() { return g_setForbidden.load(); }
 
 }  // namespace Platform
 }  // namespace Detail

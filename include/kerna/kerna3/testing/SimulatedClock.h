@@ -33,6 +33,9 @@ KERNA_API void restoreRealClock();
 /// From now on, setting the machine's clock aborts the process with a message.
 KERNA_API void forbidRealClockSet();
 
+/// True once forbidRealClockSet has been called in this process.
+KERNA_API bool realClockSetForbidden();
+
 /// True while the simulated clock is installed.
 KERNA_API bool simulatedClockInstalled();
 
