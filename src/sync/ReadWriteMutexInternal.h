@@ -135,8 +135,9 @@ public:
         }
         if (writing.load(std::memory_order_relaxed) == 1) {
             writing.store(0, std::memory_order_relaxed);
-            readCount.fetch_sub(kWriterAnnounced, std::memory_order_release);
-            lock.leave();
+            // The announcement goes with the lock: a thread that does not hold `lock` (a misuse)
+            // leaves both in place, and readers go on waiting on `lock`.
+            if (lock.leave()) readCount.fetch_sub(kWriterAnnounced, std::memory_order_release);
             return true;
         }
         KERNA_LOG(2, "No lock, maybe err\n");

@@ -46,6 +46,8 @@ public:
         m.m_internal->lock.leave();
         return false;
     }
+    /// Default mode: leaves `lock` once from the calling thread.
+    static void leaveLock(CReadWriteMutex& m) { m.m_internal->lock.leave(); }
     /// Writer-first: the gate steps of a leaving writer with no writer waiting (state back to
     /// 0), without the wake that follows them: the moment before that writer signals.
     static void writerLeftGateNotYetSignalled(CReadWriteMutex& m) {
@@ -174,6 +176,33 @@ TEST_P(CReadWriteMutexPaths, DefaultModeReadersShareWriterExcludes) {
     EXPECT_EQ(RWMutexInspector::readCount(rw), RWMutexInternal::kWriterAnnounced);
     EXPECT_TRUE(rw.leave());
     EXPECT_EQ(RWMutexInspector::readCount(rw), 0u);
+}
+
+// A leave from a thread that holds nothing while another writes clears `writing`, but `lock`
+// stays with the writer, and so new readers keep waiting.
+TEST_P(CReadWriteMutexPaths, DefaultModeStrangersLeaveKeepsReadersOut) {
+    CReadWriteMutex rw;
+    std::atomic<int> step{0};
+    std::thread writer([&] {
+        rw.enterWriting();
+        step = 1;
+        while (step.load() != 2) std::this_thread::yield();
+        RWMutexInspector::leaveLock(rw);  // what the writer's own leave can no longer do
+    });
+    ASSERT_TRUE(eventually([&] { return step.load() == 1; }));
+    EXPECT_TRUE(rw.leave());  // the stranger's leave: `writing` goes to 0
+    std::atomic<bool> readerIn{false};
+    std::thread reader([&] {
+        rw.enterReading();
+        readerIn = true;
+        rw.leave();
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_FALSE(readerIn.load());
+    step = 2;
+    writer.join();
+    reader.join();
+    EXPECT_TRUE(readerIn.load());
 }
 
 TEST_P(CReadWriteMutexPaths, DefaultModeMisuseIsLogged) {
