@@ -4,7 +4,7 @@
 # and the include_floors check fails on a folder that is missing or an include that points up.
 set(KERNA_SOURCE_FLOORS
   "platform"                  # the only code that calls the OS (posix/), behind private declarations
-  "base"                      # the library's own log call and gate, exit routines
+  "base"                      # the library's own log call and gate, exit routines, reference-paths switch
   "sync"                      # locks, semaphores, thread slots, the atomic count, processes
   "foundation"                # print path, log control, error registry
   "threads"                   # thread objects, the registry, load control, timers

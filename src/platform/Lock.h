@@ -22,7 +22,7 @@ public:
     Lock& operator=(const Lock&) = delete;
     void enter();
     bool tryEnter();  ///< true if taken at once, also by the holder
-    void leave();
+    bool leave();     ///< false (nothing changes) when the caller does not hold the lock
 
 private:
     alignas(8) unsigned char m_storage[48];
