@@ -10,4 +10,5 @@ set(KERNA_SOURCE_FLOORS
   "threads"                   # thread objects, the registry, load control, timers
   "time memory utils"         # calendar and clocks; packet memory; digests, ciphers, charsets
   "component"                 # component objects, registry, factories, clients and their list
+  "legacy"                    # the older global-namespace classes over the classes below
   "startup")                  # the start-up unit and the exported test seam

@@ -15,6 +15,7 @@
 #include <new>
 
 #include "base/Log.h"
+#include "memory/PacketFailSlot.h"
 #include "memory/PacketInternal.h"
 #include "memory/PacketManagerInternal.h"
 
@@ -53,7 +54,7 @@ void raiseFailStatus() {
 
 }  // namespace
 
-void setPacketFailCallback(FailFn callback) {
+void Detail::storePacketFailCallback(const FailFn& callback) {
     FailSlot& s = failSlot();
     CGuard guard(s.lock);
     KERNA_LOG(4, "set MallocFailStatus callback success!\n");

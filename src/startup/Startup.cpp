@@ -14,6 +14,8 @@
 #include "kerna/memory/SharePacketHelper.h"
 #include "component/ClientInstanceList.h"
 #include "component/ServerInfoQueryerHelper.h"
+#include "foundation/VersionInternal.h"
+#include "legacy/LegacyObjects.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -26,13 +28,16 @@ public:
         // The order below is the library's start order; each subsystem adds its line in place.
         functionReuseSlot();
         lastErrorSlot();
+        olderThreadManager();  // the global IThreadManager of the older interface
         CThreadManager::instance();
+        olderTimerManager();  // the global ITimerManager of the older interface
         CTimerManager::instance();  // starts the "TimerManager" thread
         CThreadLoadingController::instance();
         getErrMsg(0);                            // the error table
         Memory::CSharePacketHelper::instance();  // touches no packet manager
         Component::CClientInstanceList::instance();  // starts the "ClientCheck" timer
         Component::CServerInfoQueryerHelper::instance();
+        libraryLegacyVersion();  // the library states its own version in the older form
     }
 };
 

@@ -95,8 +95,8 @@ private:
 
 /// Stores the callback told of every failed packet allocation, with the status 0x1000000d
 /// (MallocFailStatus), and logs at level 4. The callback runs under the slot's lock: it must
-/// not call setPacketFailCallback. Not exported from the shared library: for code built
-/// together with the library's objects.
+/// not call setPacketFailCallback. A source-level interface: not exported from libkerna.so; it
+/// comes with the static companion library kerna_source.
 void setPacketFailCallback(Kerna::TFunction1<void, int> callback);
 
 }  // namespace Memory
