@@ -74,8 +74,9 @@ bool CCheckIncludeVersionInter::checkVersion(const char* libName, const IncludeI
             CHECK_LOG(2, "checkVersion", "this:%p %s %s\n", static_cast<void*>(this),
                       text(items[i].url), text(items[i].version));
         }
-    } else {
-        // The first earlier record that differs from this one is reported, and no other.
+    } else if (self.m_selfFlag) {
+        // Records are compared while every version so far was a number. The first earlier
+        // record that differs from this one is reported, and no other.
         for (const IncludeRecord& earlier : self.records) {
             bool differs = false;
             for (int a = 0; a < earlier.count; ++a) {

@@ -42,7 +42,8 @@ public:
     /// Logs the library's items at level 4 and records them. False, with lines at level 2, when
     /// a version text is not all digits (or null or empty; an item with a null url counts so
     /// too), or when a url that an earlier library reported has another version text (compared
-    /// as text: "12" and "012" differ). Null `items` with a positive `count`, or a negative
+    /// as text: "12" and "012" differ); once a bad version was seen, records are no longer
+    /// compared. The record is kept either way. Null `items` with a positive `count`, or a negative
     /// `count`, is refused with a line at level 2 and records nothing.
     bool checkVersion(const char* libName, const IncludeItem* items, int count);
 

@@ -111,7 +111,7 @@ private:
 /// always has room (a later report replaces it). One object belongs to one thread.
 class CTimeRecord {
 public:
-    static const int capacity = 32;
+    static constexpr int capacity = 32;
 
     /// One mark: its label and the monotonic time in microseconds.
     struct Mark {
