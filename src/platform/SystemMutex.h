@@ -23,7 +23,8 @@ public:
     bool enter();
     /// Does not wait; true when the mutex was free or is owned by the caller already.
     bool tryEnter();
-    /// True when the caller owned the mutex and has left it once.
+    /// True when the caller owned the mutex and has left it once; false, with nothing changed, for
+    /// a caller that does not own it.
     bool leave();
 
 private:
