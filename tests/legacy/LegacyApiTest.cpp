@@ -54,6 +54,8 @@ private:
 
 // ---- locks -------------------------------------------------------------------------------
 
+// A Leave from a thread that does not own the mutex is refused. Before, the refusal came from
+// pthread_mutex_unlock called on the wrong thread, which ThreadSanitizer reported as an error.
 TEST(LegacyCMutex, OwnerEntersAgainOthersNeitherEnterNorLeave) {
     CMutex mutex;
     ASSERT_TRUE(mutex.Enter());
