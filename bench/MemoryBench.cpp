@@ -49,9 +49,9 @@ void BM_PoolMallocFree(benchmark::State& state) {
 }
 
 // The same with one block of the size held for the whole run: the block handed out and given
-// back is then the held block's buddy, which can't merge, so each pair costs one list step
-// instead of a split down from the top order and a merge back up (a pool in use, with live
-// packets, is in this state; an idle pool is in the one above).
+// back is then the held block's buddy, which can't merge (a pool in use, with live packets, is
+// in this state; an idle pool is in the one above, where a request splits the top block). In
+// both, the free of the block just taken finds its list writes still deferred and writes none.
 void BM_PoolMallocFreeWarm(benchmark::State& state) {
     CPacketManager* m = manager();
     const size_t size = size_t(state.range(0));
@@ -123,7 +123,7 @@ void BM_SharedVectorCreateDestroy(benchmark::State& state) {
     const size_t size = size_t(state.range(0));
     for (auto _ : state) {
         // A payload without clearing, like a fresh packet, and room for 16 bytes of extra data.
-        auto p = std::make_shared<std::vector<unsigned char>>();
+        auto p = std::make_shared<std::vector<char>>();
         p->reserve(size + 16);
         benchmark::DoNotOptimize(p->data());
     }
@@ -139,9 +139,9 @@ void BM_PacketHandleCopy(benchmark::State& state) {
 }
 
 void BM_SharedPtrCopy(benchmark::State& state) {
-    auto p = std::make_shared<std::vector<unsigned char>>(1500);
+    auto p = std::make_shared<std::vector<char>>(1500);
     for (auto _ : state) {
-        std::shared_ptr<std::vector<unsigned char>> copy(p);
+        std::shared_ptr<std::vector<char>> copy(p);
         benchmark::DoNotOptimize(copy.get());
     }
 }

@@ -52,6 +52,9 @@ void checkSettings() {
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     if (!std::freopen("/dev/null", "w", stdout)) return 0;  // the usage text goes to stdout
     setLogPrinter(TFunction1<void, const char*>(&discard));
+    PrintOptions options = {};
+    options.noLogFile = true;  // the commands set random log paths: no file is written
+    setPrintOptions(options);
     return 0;
 }
 

@@ -8,7 +8,9 @@ set(KERNA_SOURCE_FLOORS
   "sync"                      # locks, semaphores, thread slots, the atomic count, processes
   "foundation"                # print path, log control, error registry
   "threads"                   # thread objects, the registry, load control, timers
-  "time memory utils"         # calendar and clocks; packet memory; digests, ciphers, charsets
-  "component"                 # component objects, registry, factories, clients and their list
+  "time memory utils file"    # calendar and clocks; packet memory; digests, ciphers, charsets;
+                              # file tables, file objects and searches
+  "component logfile"         # component objects, registry, factories, clients and their list;
+                              # the log file writer (files, searches and calendar values)
   "legacy"                    # the older global-namespace classes over the classes below
   "startup")                  # the start-up unit and the exported test seam

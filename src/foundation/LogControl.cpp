@@ -35,6 +35,7 @@ LogSettingsState& logSettingsState() {
     return *state;
 }
 std::atomic<bool> g_logFileEnabled{false};
+std::atomic<uint32_t> g_generation{0};
 
 // Runs `change` on the settings under their lock and counts the change.
 template <class Change>
@@ -43,6 +44,7 @@ void changeSettings(Change change) {
     CGuard guard(s.lock);
     change(s.settings);
     ++s.settings.generation;
+    g_generation.store(s.settings.generation, std::memory_order_release);
     g_logFileEnabled.store(!s.settings.path.empty(), std::memory_order_relaxed);
 }
 
@@ -53,6 +55,8 @@ LogFileSettings logFileSettings() {
     CGuard guard(s.lock);
     return s.settings;
 }
+
+uint32_t logFileSettingsGeneration() { return g_generation.load(std::memory_order_acquire); }
 
 bool logFileEnabled() { return g_logFileEnabled.load(std::memory_order_relaxed); }
 

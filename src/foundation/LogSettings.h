@@ -28,6 +28,10 @@ struct LogFileSettings {
 /// A copy of the settings, taken under their lock.
 LogFileSettings logFileSettings();
 
+/// The generation of the settings, read without the lock: a writer that has seen it already
+/// needs no new snapshot.
+uint32_t logFileSettingsGeneration();
+
 /// True while a log path is set; a relaxed read without the lock, for the per-line test.
 bool logFileEnabled();
 

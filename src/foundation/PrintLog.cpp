@@ -4,6 +4,7 @@
 // the printer and the listeners, the log file step and the statistics. A line is built in a
 // buffer on the caller's stack and handed whole to each output. The listener lock is held only to
 // take a snapshot of the printer and the listeners, never while one of them runs.
+#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -68,23 +69,28 @@ CThreadSpecific& reentryFlag() {
     return *flag;
 }
 
+// The flag's value inside logFilterEx.
+void* const insidePrint = reinterpret_cast<void*>(1);
+
+// The object that keeps the thread's lines while it is inside the log file writer, or null.
+thread_local Detail::HeldLines* t_heldLines = nullptr;
+
 class ReentryGuard {
 public:
-    ReentryGuard() : m_wasSet(false) {
-        void* value = nullptr;
-        if (reentryFlag().getValue(&value) && value != nullptr) {
-            m_wasSet = true;
-        } else {
-            reentryFlag().setValue(reinterpret_cast<void*>(1));
-        }
+    ReentryGuard() : m_value(nullptr) {
+        if (reentryFlag().getValue(&m_value) && m_value != nullptr) return;
+        m_value = nullptr;
+        reentryFlag().setValue(insidePrint);
     }
     ~ReentryGuard() {
-        if (!m_wasSet) reentryFlag().setValue(nullptr);
+        if (m_value == nullptr) reentryFlag().setValue(nullptr);
     }
-    bool wasSet() const { return m_wasSet; }
+    bool wasSet() const { return m_value != nullptr; }
+    /// The lines kept back on this thread, or null.
+    Detail::HeldLines* heldLines() const { return t_heldLines; }
 
 private:
-    bool m_wasSet;
+    void* m_value;
 };
 
 // Writes the prefix piece by piece into the room that remains, each piece cut where the room
@@ -195,8 +201,15 @@ int logFilterEx(int level, const char* libName, const char* file, const char* fu
 
     ReentryGuard guard;
     if (guard.wasSet()) {
-        // A print from inside a printer or listener: the bare text only, no recursion.
-        if (Detail::modulePasses(libName)) vprintf(format, args);
+        // A print from inside a printer or listener: the bare text only, no recursion. Inside
+        // the log file writer the text is kept until the writer has left its lock.
+        if (Detail::modulePasses(libName)) {
+            if (Detail::HeldLines* held = guard.heldLines()) {
+                held->add(format, args);
+            } else {
+                vprintf(format, args);
+            }
+        }
         return 0;
     }
     if (!Detail::modulePasses(libName)) return 0;
@@ -332,6 +345,62 @@ void assertionFailedMsg(const char* expression, const char* message, const char*
             orNull(expression), orNull(function), orNull(file), line, orNull(message));
     logInfo("custom_abort");
     abort();
+}
+
+}  // namespace Detail
+
+namespace Detail {
+
+// Inside logFilterEx (the usual case: the writer runs in a line's log file step) the reentry flag
+// is set already, and only the thread's holder changes; elsewhere (logCleanup, the exit routine)
+// the flag is set too, so that the thread's prints are taken for prints from inside a print.
+HeldLines::HeldLines() : m_outer(t_heldLines), m_setFlag(false) {
+    if (m_outer != nullptr) return;  // the outer one keeps them all
+    t_heldLines = this;
+    void* value = nullptr;
+    if (!reentryFlag().getValue(&value) || value == nullptr) {
+        reentryFlag().setValue(insidePrint);
+        m_setFlag = true;
+    }
+}
+
+HeldLines::~HeldLines() {
+    if (m_outer != nullptr) return;
+    t_heldLines = nullptr;
+    if (m_setFlag) reentryFlag().setValue(nullptr);
+    if (m_text.empty()) return;
+    const int error = errno;
+    fputs(m_text.c_str(), stdout);
+    fflush(stdout);
+    errno = error;
+}
+
+void HeldLines::add(const char* format, va_list args) {
+    if (m_outer != nullptr) {
+        m_outer->add(format, args);
+        return;
+    }
+    const int error = errno;  // callers report errno after the line that may come between
+    char text[1024];
+    va_list copy;
+    va_copy(copy, args);
+    const int n = vsnprintf(text, sizeof text, format, copy);
+    va_end(copy);
+    if (n > 0 && static_cast<size_t>(n) < sizeof text) {
+        m_text.append(text, static_cast<size_t>(n));
+    } else if (n > 0) {
+        std::vector<char> longer(static_cast<size_t>(n) + 1);
+        vsnprintf(longer.data(), longer.size(), format, args);
+        m_text.append(longer.data(), static_cast<size_t>(n));
+    }
+    errno = error;
+}
+
+void HeldLines::addf(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    add(format, args);
+    va_end(args);
 }
 
 }  // namespace Detail

@@ -7,6 +7,7 @@
 #define KERNA_SRC_FOUNDATION_PRINTSTATE_H_
 
 #include <atomic>
+#include <cstdarg>
 #include <map>
 #include <string>
 
@@ -40,8 +41,37 @@ void setModuleStatistics(bool on);
 /// Adds `length` bytes to `libName`'s count (saturating at 0xFFFFFFFF).
 void addStatistics(const char* libName, uint64_t length);
 
-/// The log file step of a line: does nothing while no log path is set.
+/// The log file step of a line: hands the line to the installed writer while a log path is
+/// set; does nothing otherwise.
 void writeLogFile(const char* line, int length, const TimeRecord& now);
+
+/// The writer of the log files, which stands on a floor above the print path and installs
+/// itself here (the start-up unit does it before anything prints). It takes the line, its
+/// length and the time the line was stamped with.
+typedef void (*LogFileWriterEntry)(const char* line, int length, const TimeRecord& now);
+void installLogFileWriter(LogFileWriterEntry entry);
+
+/// Keeps back what the calling thread prints while the object lives: every line printed on
+/// this thread meanwhile (through logFilter and the library's own lines) is kept as bare text,
+/// as a print from inside a print is, and goes to standard output when the object goes. The log
+/// file writer holds its lock inside such an object, so that a line of its own (or of a file
+/// table it calls) never prints under the lock, never comes back into the writer and never
+/// reaches the log file. Inside another such object on the same thread, the outer one keeps the
+/// lines. errno is kept across add.
+class HeldLines {
+public:
+    HeldLines();
+    ~HeldLines();
+    HeldLines(const HeldLines&) = delete;
+    HeldLines& operator=(const HeldLines&) = delete;
+    void add(const char* format, va_list args) __attribute__((format(printf, 2, 0)));
+    void addf(const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+private:
+    HeldLines* m_outer;
+    bool m_setFlag;
+    std::string m_text;
+};
 
 }  // namespace Detail
 }  // namespace Kerna

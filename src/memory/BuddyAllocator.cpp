@@ -5,6 +5,7 @@
 
 #include "memory/BuddyAllocator.h"
 
+#include <atomic>
 #include <cstdlib>
 
 namespace Tessaran {
@@ -16,7 +17,13 @@ namespace {
 // floor(log2(v)), with log2 of 0 taken as 0.
 int32_t floorLog2(uint64_t v) { return v == 0 ? 0 : 63 - __builtin_clzll(v); }
 
+std::atomic<bool> s_referencePath{false};
+
 }  // namespace
+
+void BuddyAllocator::setReferencePath(bool reference) { s_referencePath.store(reference); }
+
+bool BuddyAllocator::referencePath() { return s_referencePath.load(); }
 
 BuddyAllocator::BuddyAllocator()
     : m_base(nullptr),
@@ -24,7 +31,14 @@ BuddyAllocator::BuddyAllocator()
       m_chunkShift(0),
       m_lists(nullptr),
       m_blockCount(0),
-      m_orderCount(0) {}
+      m_orderCount(0),
+      m_reference(false),
+      m_nonEmpty(0),
+      m_freeChunks(0),
+      m_pendingChunk(-1),
+      m_pendingStart(0),
+      m_pendingFrom(0),
+      m_pendingTo(0) {}
 
 BuddyAllocator::~BuddyAllocator() { clear(); }
 
@@ -36,17 +50,9 @@ void BuddyAllocator::clear() {
     m_base = nullptr;
     m_blockCount = 0;
     m_orderCount = 0;
-}
-
-int32_t BuddyAllocator::orderOf(uint64_t size, uint32_t chunkShift) {
-    // (size - 1) >> (chunkShift - 1): 0 and 1 are order 0, 2 and 3 order 1, and so on
-    // (chunkShift is at least 10: chunks of 1024 bytes or more). The order is taken on 32
-    // bits; a shifted value beyond them (size 0 wraps to all ones, or a huge request) is
-    // order 31, which no pool holds (blockCount is a signed 32-bit number, so at most 31
-    // orders, 0 to 30), instead of a small order from the low bits.
-    uint64_t shifted = (size - 1) >> (chunkShift - 1);
-    if (shifted > 0xFFFFFFFFu) return 31;
-    return floorLog2(shifted);
+    m_nonEmpty = 0;
+    m_freeChunks = 0;
+    m_pendingChunk = -1;
 }
 
 BuddyAllocator::InitResult BuddyAllocator::init(unsigned char* alignedBase, int32_t blockCount,
@@ -69,6 +75,7 @@ BuddyAllocator::InitResult BuddyAllocator::init(unsigned char* alignedBase, int3
     m_chunkShift = chunkShift;
     m_blockCount = blockCount;
     m_orderCount = orderCount;
+    m_reference = s_referencePath.load();
 
     for (int32_t i = 0; i < blockCount; ++i) {
         ChunkNode& n = m_nodes[i];
@@ -93,35 +100,39 @@ BuddyAllocator::InitResult BuddyAllocator::init(unsigned char* alignedBase, int3
         remaining %= span;
         if (take != 0) {
             insert(k, &m_nodes[chunk]);
+            m_freeChunks += uint64_t(span);
             chunk += span;
         }
     }
     return initOk;
 }
 
-void BuddyAllocator::insert(int32_t order, ChunkNode* node) {
+void BuddyAllocator::insert(int32_t order, ChunkNode* node) const {
     BufferList* head = &m_lists[order];
     node->order = order + 1;
     node->pre = head;
     node->next = head->next;
     head->next->pre = node;
     head->next = node;
+    m_nonEmpty |= uint32_t(1) << order;
 }
 
-void BuddyAllocator::unlink(ChunkNode* node) {
+void BuddyAllocator::unlink(ChunkNode* node, int32_t order) const {
     node->pre->next = node->next;
     node->next->pre = node->pre;
     node->order = 0;
+    if (m_lists[order].next == &m_lists[order]) m_nonEmpty &= ~(uint32_t(1) << order);
 }
 
-int32_t BuddyAllocator::allocate(int32_t order) {
+int32_t BuddyAllocator::allocateReference(int32_t order) {
     if (order < 0 || order >= m_orderCount) return -1;
+    settle();
     int32_t found = order;
     while (found < m_orderCount && m_lists[found].next == &m_lists[found]) ++found;
     if (found >= m_orderCount) return -1;
 
     ChunkNode* node = m_lists[found].next;
-    unlink(node);
+    unlink(node, found);
     int32_t chunk = node->realIdx;
     // Keep the lower half free, go on with the upper half: a block comes from the top.
     while (found > order) {
@@ -130,27 +141,32 @@ int32_t BuddyAllocator::allocate(int32_t order) {
         chunk += int32_t(1) << found;
     }
     m_nodes[chunk].order = -(order + 1);
+    m_freeChunks -= uint64_t(1) << order;
     return chunk;
 }
 
-BuddyAllocator::Lookup BuddyAllocator::lookup(const void* p, int32_t& id) const {
-    // Integer arithmetic on the addresses: p may lie anywhere.
-    int64_t diff = int64_t(reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(m_base));
-    int64_t chunk = diff >> m_chunkShift;
-    id = int32_t(chunk);
-    if (chunk < 0) return lookupBelowBase;
-    if (chunk >= m_blockCount) return lookupOutside;
-    const ChunkNode& n = m_nodes[chunk];
-    if (n.order >= 0 || n.addr != p) return lookupNotABlock;
-    return lookupBlock;
+void BuddyAllocator::writeTake() const {
+    // The steps of allocateReference from the unlink on, for the block found then.
+    const int32_t taken = m_pendingChunk;
+    m_pendingChunk = -1;
+    unlink(&m_nodes[m_pendingStart], m_pendingFrom);
+    int32_t chunk = m_pendingStart;
+    for (int32_t k = m_pendingFrom; k > m_pendingTo;) {
+        --k;
+        insert(k, &m_nodes[chunk]);
+        chunk += int32_t(1) << k;
+    }
+    m_nodes[taken].order = -(m_pendingTo + 1);
 }
 
-void BuddyAllocator::release(int32_t id) {
+void BuddyAllocator::releaseSettled(int32_t id) {
+    settle();
     int32_t code = -m_nodes[id].order;
+    m_freeChunks += uint64_t(1) << (code - 1);
     while (code < m_orderCount) {
         int32_t buddy = id ^ (int32_t(1) << (code - 1));
         if (buddy >= m_blockCount || m_nodes[buddy].order != code) break;
-        unlink(&m_nodes[buddy]);
+        unlink(&m_nodes[buddy], code - 1);
         int32_t merged = id & ~(int32_t(1) << (code - 1));
         // The chunk that stops being a block's first chunk forgets its order, so that a
         // second free of it is recognised as not a block.
@@ -162,6 +178,7 @@ void BuddyAllocator::release(int32_t id) {
 }
 
 int32_t BuddyAllocator::listLength(int32_t order) const {
+    settle();
     int32_t count = 0;
     const BufferList* head = &m_lists[order];
     for (const ChunkNode* n = head->next; n != head; n = n->next) ++count;
@@ -169,6 +186,7 @@ int32_t BuddyAllocator::listLength(int32_t order) const {
 }
 
 uint64_t BuddyAllocator::freeBytes() const {
+    if (!m_reference) return m_freeChunks << m_chunkShift;
     uint64_t chunks = 0;
     for (int32_t k = 0; k < m_orderCount; ++k) chunks += uint64_t(listLength(k)) << k;
     return chunks << m_chunkShift;

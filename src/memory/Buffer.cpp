@@ -40,15 +40,15 @@ BufferHeader* allocateBlock(uint64_t capacity) {
     return h;
 }
 
-// A copy of `old` (header and the bytes in use) in a block of `capacity` data bytes; the old
-// block is freed. Null, with `old` untouched, on failure.
-BufferHeader* growBlock(BufferHeader* old, uint64_t capacity) {
+// A copy of `old` (header and the bytes in use) in a block of `capacity` data bytes. The old
+// block stays: the caller frees it once nothing reads from it any more (the bytes to append
+// may lie in it). Null on failure.
+BufferHeader* grownCopy(BufferHeader* old, uint64_t capacity) {
     BufferHeader* h = allocateBlock(capacity);
     if (h == nullptr) return nullptr;
     h->size = old->size;
     h->increasedSize = old->increasedSize;
     if (old->size != 0) std::memcpy(dataOf(h), dataOf(old), size_t(old->size));
-    std::free(old->base);
     return h;
 }
 
@@ -73,6 +73,7 @@ size_t CBuffer::putBuffer(unsigned char* data, size_t length) {
         return 0;
     }
     BufferHeader* h = header(m_internal);
+    BufferHeader* old = nullptr;  // a block left behind by growth, freed after the copy
     if (h == nullptr) {
         h = allocateBlock(length);
         if (h == nullptr) {
@@ -82,16 +83,20 @@ size_t CBuffer::putBuffer(unsigned char* data, size_t length) {
         m_internal = h;
     } else if (h->capacity - h->size < length) {
         uint64_t wanted = length > UINT64_MAX - h->size ? UINT64_MAX : h->size + length;
-        BufferHeader* grown = wanted == UINT64_MAX ? nullptr : growBlock(h, roundUp(wanted, h->increasedSize));
+        BufferHeader* grown = wanted == UINT64_MAX ? nullptr : grownCopy(h, roundUp(wanted, h->increasedSize));
         if (grown == nullptr) {
             KERNA_LOG(4, "CBuffer putbuffer ReMalloc fail:\n");
             return 0;
         }
+        old = h;
         h = grown;
         m_internal = h;
     }
-    if (length != 0) std::memcpy(dataOf(h) + h->size, data, length);
+    // `data` may point into this buffer's own bytes (an append of itself, or of a part that
+    // reaches behind the end): memmove, and the old block goes only after the copy.
+    if (length != 0) std::memmove(dataOf(h) + h->size, data, length);
     h->size += length;
+    if (old != nullptr) std::free(old->base);
     return length;
 }
 
@@ -117,11 +122,12 @@ void CBuffer::resize(size_t size) {
         m_internal = h;
     } else if (h->capacity < value && value != 0) {
         value = roundUp(value, h->increasedSize);
-        BufferHeader* grown = value == UINT64_MAX ? nullptr : growBlock(h, value);
+        BufferHeader* grown = value == UINT64_MAX ? nullptr : grownCopy(h, value);
         if (grown == nullptr) {
             KERNA_LOG(4, " CBuffer resize ReMalloc fail:\n");
             return;
         }
+        std::free(h->base);
         h = grown;
         m_internal = h;
     }
@@ -140,11 +146,12 @@ void CBuffer::reserve(size_t capacity) {
         return;
     }
     if (capacity != 0 && capacity > h->capacity) {
-        BufferHeader* grown = growBlock(h, capacity);
+        BufferHeader* grown = grownCopy(h, capacity);
         if (grown == nullptr) {
             KERNA_LOG(4, " CBuffer reserve Malloc fail:\n");
             return;
         }
+        std::free(h->base);
         m_internal = grown;
     }
 }

@@ -11,7 +11,9 @@
 #include <kerna/kerna3/Mutex.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 #include "base/Log.h"
@@ -45,20 +47,35 @@ FailSlot& failSlot() {
     return *s;
 }
 
-// Tells the fail callback, if one is set; the slot's lock is held during the call.
+// True on a thread while it runs the fail callback. A failure inside the callback (an alarm
+// packet asked for while the pool is exhausted) still logs its lines and yields an invalid
+// packet, but raises nothing: the callback is never entered again from itself.
+thread_local bool t_inFailCallback = false;
+
+// Tells the fail callback, if one is set; the slot's lock is held during the call. The call
+// goes to a copy, so that the callback may replace the slot's delegate.
 void raiseFailStatus() {
+    if (t_inFailCallback) return;
     FailSlot& s = failSlot();
     CGuard guard(s.lock);
-    if (!s.callback.empty()) s.callback(kMallocFailStatus);
+    if (s.callback.empty()) return;
+    const FailFn callback = s.callback;
+    struct Inside {
+        Inside() { t_inFailCallback = true; }
+        ~Inside() { t_inFailCallback = false; }
+    } inside;
+    callback(kMallocFailStatus);
 }
 
 }  // namespace
 
 void Detail::storePacketFailCallback(const FailFn& callback) {
-    FailSlot& s = failSlot();
-    CGuard guard(s.lock);
+    {
+        FailSlot& s = failSlot();
+        CGuard guard(s.lock);
+        s.callback = callback;
+    }
     KERNA_LOG(4, "set MallocFailStatus callback success!\n");
-    s.callback = callback;
 }
 
 class OldPacketInternal final : public PacketInternal {
@@ -294,7 +311,15 @@ size_t OldPacketInternal::putBuffer(void* data, size_t length) {
         KERNA_LOG(2, "this:%p putBuffer data is NULL\n", static_cast<void*>(this));
         return 0;
     }
-    PacketManagerInternal::instance()->memcpy(m_buffer + m_size, data, n);
+    unsigned char* to = m_buffer + m_size;
+    const uintptr_t from = reinterpret_cast<uintptr_t>(data);
+    if (from < reinterpret_cast<uintptr_t>(to) + n && reinterpret_cast<uintptr_t>(to) < from + n) {
+        // The bytes to append overlap their destination (a part of this packet that reaches
+        // behind its size): no copy operation may be given that, so they are moved here.
+        std::memmove(to, data, n);
+    } else {
+        PacketManagerInternal::instance()->memcpy(to, data, n);
+    }
     m_size += n;
     return n;
 }

@@ -5,6 +5,7 @@
 #ifndef KERNA_SRC_PLATFORM_LOCK_H_
 #define KERNA_SRC_PLATFORM_LOCK_H_
 
+#include <atomic>
 #include <cstdint>
 
 namespace Tessaran {
@@ -76,6 +77,14 @@ private:
     alignas(8) unsigned char m_storage[32];
     bool m_ok;
 };
+
+/// Blocks the calling thread while `word` holds `expected`, for at most `timeoutUs`
+/// microseconds of the monotonic clock. Returns after a wake, when the value differs, at the
+/// limit, or spuriously: callers test their condition again. Threads of this process only.
+void waitOnWord(std::atomic<int32_t>& word, int32_t expected, uint32_t timeoutUs);
+
+/// Wakes one thread blocked in waitOnWord on `word`, if any.
+void wakeOneOnWord(std::atomic<int32_t>& word);
 
 /// Sleeps on the monotonic clock; 0 gives up the time slice.
 void sleepMs(uint32_t milliseconds);

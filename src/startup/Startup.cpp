@@ -7,6 +7,7 @@
 // they are made on first use, so that a program can still choose a pool policy from main.
 #include "sync/FunctionReuse.h"
 #include "threads/ThreadLoadingController.h"
+#include "file/FileTables.h"
 #include "foundation/ErrorTable.h"
 #include "kerna/kerna3/Error.h"
 #include "kerna/kerna3/ThreadManager.h"
@@ -16,6 +17,7 @@
 #include "component/ServerInfoQueryerHelper.h"
 #include "foundation/VersionInternal.h"
 #include "legacy/LegacyObjects.h"
+#include "logfile/LogFileWriter.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -26,6 +28,7 @@ class LibraryStartup {
 public:
     LibraryStartup() {
         // The order below is the library's start order; each subsystem adds its line in place.
+        startLogFileWriter();  // only a hook: the writer itself is made at the first line
         functionReuseSlot();
         lastErrorSlot();
         olderThreadManager();  // the global IThreadManager of the older interface
@@ -33,6 +36,8 @@ public:
         olderTimerManager();  // the global ITimerManager of the older interface
         CTimerManager::instance();  // starts the "TimerManager" thread
         CThreadLoadingController::instance();
+        defaultFileTable();
+        utf8FileTable();
         getErrMsg(0);                            // the error table
         Memory::CSharePacketHelper::instance();  // touches no packet manager
         Component::CClientInstanceList::instance();  // starts the "ClientCheck" timer

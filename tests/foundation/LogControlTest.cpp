@@ -18,6 +18,7 @@
 #include "foundation/LogSettings.h"
 #include "foundation/PrintState.h"
 #include "kerna/kerna3/LogControl.h"
+#include "kerna/kerna3/LogFile.h"
 #include "kerna/kerna3/PrintLog.h"
 #include "support/LogCapture.h"
 
@@ -82,6 +83,7 @@ protected:
         Detail::g_moduleSwitch.store(Detail::moduleAllOn);
         Detail::setModuleStatistics(false);
         Detail::resetLogFileSettings();
+        logCleanup();  // a log file that a line opened meanwhile
     }
 };
 
@@ -199,6 +201,9 @@ TEST_F(LogControl, SettingsSnapshotsAreConsistentWhileCommandsRun) {
     // One thread switches between two log paths and module settings while others print and
     // take snapshots: every snapshot holds a path with its own pattern, never a mix.
     LogCapture capture(6);
+    PrintOptions options = {};
+    options.noLogFile = true;  // the paths are only settings here: no file is written
+    setPrintOptions(options);
     run({"-logpath", "plain"});
     std::thread writer([] {
         for (int i = 0; i < 2000; ++i) {

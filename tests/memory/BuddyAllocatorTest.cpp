@@ -290,3 +290,62 @@ TEST_P(BuddyModel, AgreesWithReferenceAfterEveryStep) {
 INSTANTIATE_TEST_SUITE_P(Pools, BuddyModel,
                          ::testing::Combine(::testing::Values(1, 3, 8, 12, 13, 64, 100, 255, 256),
                                             ::testing::Values(1u, 7u, 2024u, 99991u)));
+
+namespace {
+
+// Every node's order code, then every list in chunk numbers (the links checked both ways).
+std::pair<std::vector<int>, Layout> fullState(const BuddyAllocator& a) {
+    std::vector<int> codes;
+    for (int i = 0; i < a.blockCount(); ++i) codes.push_back(a.nodes()[i].order);
+    return {codes, realLayout(a)};
+}
+
+}  // namespace
+
+// The fast path (mask of non-empty orders, running free count, splits written at the next call)
+// against the reference path on the same random calls. Observations are made only now and
+// then, because each one writes a deferred split: in between, a block given back right after it
+// was taken takes the undo of its split, and the next observation must still agree.
+TEST(BuddyAllocator, FastPathAgreesWithTheReferencePath) {
+    for (int blockCount : {1, 5, 8, 12, 100, 256, 1000}) {
+        BuddyAllocator::setReferencePath(true);
+        Pool ref(blockCount);
+        BuddyAllocator::setReferencePath(false);
+        Pool fast(blockCount);
+        ASSERT_TRUE(ref.alloc.usesReferencePath());
+        ASSERT_FALSE(fast.alloc.usesReferencePath());
+        std::mt19937 rng{unsigned(blockCount)};
+        std::vector<int> live;
+        const int maxOrder = ref.alloc.orderCount();
+        for (int step = 0; step < 20000; ++step) {
+            const unsigned action = rng() % 10;
+            if (live.empty() || action < 5) {
+                const uint64_t size = (uint64_t(1) << (rng() % (maxOrder + 1))) * kChunk - rng() % kChunk;
+                const int got = fast.take(size);
+                ASSERT_EQ(got, ref.take(size)) << blockCount << " step " << step;
+                if (got < 0) continue;
+                if (action == 0) {  // straight back: the deferred split is undone
+                    fast.give(got);
+                    ref.give(got);
+                } else {
+                    live.push_back(got);
+                }
+            } else {
+                const size_t i = action < 8 ? live.size() - 1 : rng() % live.size();
+                fast.give(live[i]);
+                ref.give(live[i]);
+                live.erase(live.begin() + long(i));
+            }
+            ASSERT_EQ(fast.alloc.freeBytes(), ref.alloc.freeBytes()) << blockCount << " step " << step;
+            if (rng() % 7 == 0) {
+                ASSERT_EQ(fullState(fast.alloc), fullState(ref.alloc)) << blockCount << " step " << step;
+            }
+        }
+        for (int c : live) {
+            fast.give(c);
+            ref.give(c);
+        }
+        EXPECT_EQ(fullState(fast.alloc), fullState(ref.alloc));
+        EXPECT_EQ(fast.alloc.freeBytes(), uint64_t(blockCount) * kChunk);
+    }
+}

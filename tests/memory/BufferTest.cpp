@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -50,6 +51,26 @@ TEST(CBuffer, GrowthWithoutAStep) {
     EXPECT_EQ(state(z), (State{0, 0}));
     EXPECT_EQ(z.putBuffer(data, 3), 3u);
     EXPECT_EQ(state(z), (State{3, 3}));
+}
+
+// An append of the buffer's own bytes: growth freed the old block before the copy read from
+// it (a heap-use-after-free under AddressSanitizer). A part that reaches behind the size
+// overlaps its destination, which a plain memcpy may not be given.
+TEST(CBuffer, AppendOfItsOwnBytes) {
+    unsigned char text[] = "abcdefgh";
+    CBuffer b;
+    b.putBuffer(text, 8);
+    ASSERT_EQ(state(b), (State{8, 8}));
+    EXPECT_EQ(b.putBuffer(b.getBuffer(), b.size()), 8u);  // grows
+    EXPECT_EQ(state(b), (State{16, 16}));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(b.getBuffer()), b.size()), "abcdefghabcdefgh");
+
+    b.reserve(64);
+    b.resize(20);
+    std::memcpy(b.getBuffer() + 16, "WXYZ", 4);
+    b.resize(16);
+    EXPECT_EQ(b.putBuffer(b.getBuffer() + 8, 12), 12u);  // bytes 8..19 onto 16..27
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(b.getBuffer()), b.size()), "abcdefghabcdefghabcdefghWXYZ");
 }
 
 TEST(CBuffer, GrowthStep) {

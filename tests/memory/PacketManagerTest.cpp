@@ -7,10 +7,18 @@
 #include <kerna/memory/Packet.h>
 #include <kerna/memory/PacketManager.h>
 
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
+#include <vector>
 
 #include "memory/MemoryTestSupport.h"
 #include "memory/PacketManagerInternal.h"
@@ -52,6 +60,38 @@ CPacketManager::MemoryOperator countingOperators() {
         return std::memcpy(d, s, n);
     });
     return op;
+}
+
+std::atomic<int> g_refusals{0};
+void countRefusals(const char* line) {
+    if (std::strstr(line, "is not a block of the pool") != nullptr) ++g_refusals;
+}
+
+// Made before the manager's first use and so destroyed after its exit routine, as a static
+// packet of a program is: releases its packet then, and checks that the one region built took
+// the block back. Any other outcome ends the process with status 3.
+struct LatePacket {
+    CPacket packet;
+    ~LatePacket() {
+        packet.reset();
+        const uint64_t freeSize = CPacketManager::instance()->getFreeSize();
+        if (g_mallocCalls.load() != 1 || freeSize != 8192 || g_refusals.load() != 0) {
+            std::fprintf(stderr, "regions: %d, free: %lu, refusals: %d\n", g_mallocCalls.load(),
+                         (unsigned long)freeSize, g_refusals.load());
+            std::_Exit(3);
+        }
+    }
+};
+
+// A print listener that puts every line of the test's thread in a packet.
+std::vector<CPacket>* g_shipped = nullptr;
+std::thread::id g_shipper;
+bool shipLine(const char* line) {
+    if (g_shipped == nullptr || std::this_thread::get_id() != g_shipper) return true;
+    CPacket packet(std::strlen(line), 0);
+    if (packet.valid()) std::memcpy(packet.getBuffer(), line, packet.size());
+    g_shipped->push_back(packet);
+    return true;
 }
 
 }  // namespace
@@ -211,9 +251,76 @@ TEST(CPacketManager, PoolCopyReachesTheOperatorOnlyInsideTheRegion) {
         EXPECT_EQ(g_memcpyCalls.load(), 1);
         EXPECT_STREQ(a, "outside");
         EXPECT_STREQ(local, "inside");
+        m->memcpy(a, b, 0);  // a region-to-region copy of nothing still reaches the operator
+        EXPECT_EQ(g_memcpyCalls.load(), 2);
+        m->memcpy(local, a, 0);
+        EXPECT_EQ(g_memcpyCalls.load(), 2);
         m->free(a);
         m->free(b);
         EXPECT_EQ(g_freeCalls.load(), 0);  // pool frees never reach the operator
+
+        // A packet appending its own bytes: copied by the operator; a part that reaches behind
+        // the size overlaps its destination and is moved instead (a memcpy may not overlap).
+        CPacket packet(8, 0);
+        std::memcpy(packet.getBuffer(), "abcdefgh", 8);
+        EXPECT_EQ(packet.putBuffer(packet.getBuffer(), 8), 8u);
+        EXPECT_EQ(g_memcpyCalls.load(), 3);
+        std::memcpy(packet.getBuffer() + 16, "WXYZ", 4);
+        EXPECT_EQ(packet.putBuffer(packet.getBuffer() + 8, 12), 12u);
+        EXPECT_EQ(g_memcpyCalls.load(), 3);
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(packet.getBuffer()), packet.size()),
+                  "abcdefghabcdefghabcdefghWXYZ");
+    });
+}
+
+// A packet released after the manager's exit routine (a static packet assigned in main): the
+// routine destroyed the manager, and the release built a second one with a second region,
+// which refused the block. The manager and its region now stay to the end of the process.
+TEST(CPacketManager, PacketReleasedAfterTheExitRoutine) {
+    ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    EXPECT_EXIT(
+        {
+            static LatePacket late;
+            Tessaran::Kerna::setLogPrinter(TFunction1<void, const char*>(&countRefusals));
+            CPacketManager::MemoryOperator op = countingOperators();
+            CPacketManager::PoolParameter p = pool(8192);
+            CPacketManager::config(CPacketManager::policyPool, &op, &p);
+            late.packet = CPacket(100, 0);
+            if (!late.packet.valid()) std::_Exit(4);
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+// A listener that ships lines in packets, attached before the manager's first use: the manager
+// printed its construction lines under its creation lock before it was published, so the
+// listener's packets built a second manager with a region of its own. A dump with the listener
+// attached must not print under the pool lock either (the listener takes blocks meanwhile).
+TEST(CPacketManager, ListenerMakesPacketsAtTheFirstUse) {
+    KERNA_IN_CHILD({
+        LogCapture log;
+        std::vector<CPacket> shipped;
+        g_shipped = &shipped;
+        g_shipper = std::this_thread::get_id();
+        CPacketManager::MemoryOperator op = countingOperators();
+        CPacketManager::PoolParameter p = pool(64 * 1024);
+        CPacketManager::config(CPacketManager::policyPool, &op, &p);
+        const TFunction1<bool, const char*> listener(&shipLine);
+        Tessaran::Kerna::attachPrint(listener);
+        CPacketManager* m = CPacketManager::instance();
+        EXPECT_EQ(shipped.size(), 2u);  // the two construction lines
+        m->dumpNodes();
+        Tessaran::Kerna::detachPrint(listener);
+        g_shipped = nullptr;
+        const auto lines = log.lines();
+        ASSERT_EQ(shipped.size(), lines.size());
+        for (size_t i = 0; i < lines.size(); ++i) {
+            ASSERT_TRUE(shipped[i].valid());
+            EXPECT_EQ(std::string(reinterpret_cast<char*>(shipped[i].getBuffer()), shipped[i].size()), lines[i]);
+        }
+        EXPECT_EQ(g_mallocCalls.load(), 1);  // one region
+        shipped.clear();
+        EXPECT_EQ(m->getFreeSize(), 64u * 1024);
     });
 }
 
@@ -302,6 +409,47 @@ TEST(CPacketManager, UnknownPolicyBuildsARegionButNoPackets) {
         void* q = m->malloc(10);  // the system operations stay in the slots
         EXPECT_NE(q, nullptr);
         m->free(q);
+    });
+}
+
+// A fork while another thread is inside the pool's list work: the child's lock stayed taken by
+// a thread that does not exist there, and its first allocation never returned. The fork now
+// waits for the list work to end, and the child finds a free lock and whole lists.
+TEST(CPacketManager, ForkWhileAnotherThreadHoldsThePool) {
+    KERNA_IN_CHILD({
+        CPacketManager* m = configured(CPacketManager::policyPool, 8192);
+        void* live = m->malloc(1);
+        Tessaran::Memory::Detail::PoolLock& lock = PacketManagerInternal::instance()->poolLock();
+        std::atomic<bool> held{false};
+        std::thread holder([&] {
+            lock.enter();
+            held = true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            lock.leave();
+        });
+        while (!held) std::this_thread::yield();
+        const pid_t child = fork();
+        if (child == 0) {
+            void* p = m->malloc(1);
+            m->free(p);
+            m->free(live);
+            _exit(p != nullptr && m->getFreeSize() == 8192 ? 0 : 1);
+        }
+        holder.join();
+        ASSERT_GT(child, 0);
+        int status = 0;
+        pid_t done = 0;
+        for (int i = 0; i < 1000 && (done = waitpid(child, &status, WNOHANG)) == 0; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        if (done == 0) {  // still blocked after 10 s
+            kill(child, SIGKILL);
+            waitpid(child, &status, 0);
+        }
+        EXPECT_EQ(done, child);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+        m->free(live);
+        EXPECT_EQ(m->getFreeSize(), 8192u);
     });
 }
 

@@ -189,6 +189,31 @@ TEST(CPacket, FullPoolFailsWithLinesAndStatus) {
     });
 }
 
+// A fail callback that asks for an alarm packet while the pool is exhausted: the alarm's own
+// failure raised the callback again, without end, until the stack ran out. The inner failure
+// now logs its lines and gives an invalid packet, without a second call.
+TEST(CPacket, FailCallbackThatAllocates) {
+    KERNA_IN_CHILD({
+        configured(CPacketManager::policyPool, 2048);
+        CPacket whole(1500, 0);  // the whole pool
+        ASSERT_TRUE(whole.valid());
+        Tessaran::Memory::setPacketFailCallback(TFunction1<void, int>(+[](int status) {
+            ++g_failCalls;
+            g_failStatus = status;
+            EXPECT_FALSE(CPacket(32, 0).valid());
+        }));
+        LogCapture log;
+        EXPECT_FALSE(CPacket(10, 0).valid());
+        const char* full = "CPacket No Free Space, totalSize:2048, freeSize:0 \n";
+        EXPECT_EQ(log.messages(), (Lines{full, "PacketInternal::create(): NO enough, need size:10 ext:0\n", full,
+                                         "PacketInternal::create(): NO enough, need size:32 ext:0\n"}));
+        EXPECT_EQ(g_failCalls.load(), 1);
+        EXPECT_EQ(g_failStatus.load(), 0x1000000d);
+        EXPECT_FALSE(CPacket(10, 0).valid());  // a later failure raises it again
+        EXPECT_EQ(g_failCalls.load(), 2);
+    });
+}
+
 TEST(CPacket, ReferenceCountsAssignmentAndTheShareHelper) {
     CSharePacketHelper* helper = CSharePacketHelper::instance();
     Calls calls;

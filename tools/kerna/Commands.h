@@ -6,6 +6,8 @@
 #ifndef KERNA_TOOLS_KERNA_COMMANDS_H_
 #define KERNA_TOOLS_KERNA_COMMANDS_H_
 
+#include <string>
+
 namespace KernaTool {
 
 struct Command {
@@ -33,6 +35,18 @@ void demoComponents();
 /// The packet scene of `kerna demo`: chooses a pool policy, so it must run before anything
 /// in the process has made a packet. Returns 0.
 int demoPackets();
+/// The log-file scene of `kerna demo`: while it lives, the demo's lines also go to numbered log
+/// files that rotate by size; when it goes, it lists the files it wrote and removes them.
+class DemoLogFiles {
+public:
+    DemoLogFiles();
+    ~DemoLogFiles();
+    DemoLogFiles(const DemoLogFiles&) = delete;
+    DemoLogFiles& operator=(const DemoLogFiles&) = delete;
+
+private:
+    std::string m_directory;
+};
 int cmdMd5sum(int argc, char** argv);
 int cmdSha1sum(int argc, char** argv);
 int cmdCrc32(int argc, char** argv);

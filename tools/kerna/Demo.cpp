@@ -115,10 +115,11 @@ namespace KernaTool {
 int cmdDemo(int argc, char** argv) {
     if (argc > 1 && strcmp(argv[1], "--help") == 0) {
         printf("Usage: kerna demo\nShows the library at work: the print path, locks, threads, "
-               "timers, time, packets, components.\n");
+               "timers, time, packets, components, log files.\n");
         return 0;
     }
     useConsoleForLibraryLines();
+    DemoLogFiles logFiles;  // lists the log files when the demo ends
     demoPrintPath();
     demoThreads();
     demoTimers();

@@ -94,9 +94,11 @@ private:
 };
 
 /// Stores the callback told of every failed packet allocation, with the status 0x1000000d
-/// (MallocFailStatus), and logs at level 4. The callback runs under the slot's lock: it must
-/// not call setPacketFailCallback. A source-level interface: not exported from libkerna.so; it
-/// comes with the static companion library kerna_source.
+/// (MallocFailStatus), and logs at level 4. The callback runs on the failing thread under the
+/// slot's lock (other threads' failures wait for it). It may make packets: a failure inside
+/// the callback on the same thread logs its lines and gives an invalid packet, but does not
+/// call the callback again. A source-level interface: not exported from libkerna.so; it comes
+/// with the static companion library kerna_source.
 void setPacketFailCallback(Kerna::TFunction1<void, int> callback);
 
 }  // namespace Memory

@@ -81,7 +81,7 @@ public:
     /// totalSize under a pool policy (2 or 3), else 0.
     uint64_t getBufferSize();
 
-    /// Bytes in free blocks under a pool policy (2 or 3), else 0. Walks the free lists.
+    /// Bytes in free blocks under a pool policy (2 or 3), else 0.
     uint64_t getFreeSize();
 
     /// Switches the map of live blocks by allocating thread on or off; off also empties it.
@@ -94,14 +94,16 @@ public:
     /// Always false, with a level 2 line: the advise mode does not exist.
     bool advisePacket();
 
-    /// Clears the pointer; the internal object stays.
+    /// Clears the pointer; the internal object stays. The process-wide facade is never
+    /// destroyed: it stays valid up to the end of the process.
     ~CPacketManager();
 
     CPacketManager(const CPacketManager&) = delete;
     CPacketManager& operator=(const CPacketManager&) = delete;
 
 private:
-    CPacketManager();
+    friend class PacketManagerInternal;
+    explicit CPacketManager(PacketManagerInternal* internal);
     PacketManagerInternal* m_internal;
 };
 

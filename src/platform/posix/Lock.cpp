@@ -6,10 +6,13 @@
 #include "platform/Lock.h"
 
 #include <errno.h>
+#include <linux/futex.h>
 #include <pthread.h>
 #include <sched.h>
 #include <semaphore.h>
+#include <sys/syscall.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <new>
@@ -42,6 +45,9 @@ timespec monotonicDeadline(uint32_t ms) {
 }
 
 }  // namespace
+
+static_assert(sizeof(std::atomic<int32_t>) == sizeof(int32_t) && std::atomic<int32_t>::is_always_lock_free,
+              "a futex word is a plain 32-bit integer");
 
 static_assert(sizeof(pthread_mutex_t) <= 48, "lock storage too small");
 static_assert(sizeof(EventState) <= 112, "event storage too small");
@@ -146,6 +152,19 @@ void sleepMs(uint32_t milliseconds) {
 }
 
 void yieldThread() { sched_yield(); }
+
+// A futex of this process (FUTEX_PRIVATE_FLAG): the word never lies in shared memory. The
+// limit of FUTEX_WAIT is relative and runs on CLOCK_MONOTONIC.
+void waitOnWord(std::atomic<int32_t>& word, int32_t expected, uint32_t timeoutUs) {
+    timespec limit;
+    limit.tv_sec = timeoutUs / 1000000;
+    limit.tv_nsec = static_cast<long>(timeoutUs % 1000000) * 1000L;
+    syscall(SYS_futex, reinterpret_cast<int32_t*>(&word), FUTEX_WAIT_PRIVATE, expected, &limit, nullptr, 0);
+}
+
+void wakeOneOnWord(std::atomic<int32_t>& word) {
+    syscall(SYS_futex, reinterpret_cast<int32_t*>(&word), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
 
 }  // namespace Platform
 }  // namespace Detail

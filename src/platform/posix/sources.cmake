@@ -6,6 +6,7 @@ target_sources(kerna_obj PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/Clock.cpp
   ${CMAKE_CURRENT_LIST_DIR}/WallClock.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Thread.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/File.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Module.cpp)
 target_sources(kerna_obj PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/LocalTime.cpp
