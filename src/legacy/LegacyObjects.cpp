@@ -25,6 +25,13 @@ public:
     void atProcessExit() {}
 };
 
+class LegacyFileHooksObject {
+public:
+    ::LegacyFileHooks hooks = {};
+    void published() {}
+    void atProcessExit() {}
+};
+
 namespace Tessaran {
 namespace Kerna {
 namespace Detail {
@@ -36,6 +43,8 @@ namespace Detail {
 ::ITimerManager* olderTimerManager() {
     return &ProcessObject<LegacyTimerManagerObject>::get()->manager;
 }
+
+::LegacyFileHooks* olderFileHooks() { return &ProcessObject<LegacyFileHooksObject>::get()->hooks; }
 
 }  // namespace Detail
 }  // namespace Kerna

@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -521,4 +522,122 @@ TEST(LegacyCTime, ClocksForwardToTheLibrary) {
     CTime::sleep(10);
     EXPECT_GE(CTime::getCurrentMilliSecond(), ms + 10);
     EXPECT_GE(CTime::getCurrentMicroSecond(), us + 10000);
+}
+
+// ---- files --------------------------------------------------------------------------------
+
+namespace {
+
+// A directory of its own under the system's temporary directory, removed with its files.
+class TempDir {
+public:
+    TempDir() {
+        char name[64];
+        std::snprintf(name, sizeof name, "kerna-legacy-%llu-%d",
+                      static_cast<unsigned long long>(CTime::getCurrentMicroSecond()), std::rand());
+        m_path = (std::filesystem::temp_directory_path() / name).string();
+        EXPECT_TRUE(CFile::makeDirectory(m_path.c_str()));
+    }
+    ~TempDir() { std::filesystem::remove_all(m_path); }
+    std::string path(const char* name) const { return m_path + "/" + name; }
+    const std::string& path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+}  // namespace
+
+TEST(LegacyCFile, ReadWriteSeekAndLoadThroughTheNewFile) {
+    TempDir dir;
+    const std::string a = dir.path("a.txt");
+    CFile file;
+    EXPECT_FALSE(file.isOpen());
+    char buf[32] = "";
+    EXPECT_EQ(file.read(buf, 4), 0u);  // a closed file reads nothing
+    EXPECT_EQ(file.write("x", 1), 0u);
+    ASSERT_TRUE(file.open(a.c_str(), openReadWrite | openCreate));
+    EXPECT_EQ(file.write("hello\nworld\n", 12), 12u);
+    EXPECT_EQ(file.write("x", -1), 0u);  // a refused size
+    EXPECT_EQ(file.getLength(), 12u);
+    EXPECT_EQ(file.getPosition(), 12u);
+    EXPECT_EQ(file.seek(6, seekBegin), 6u);
+    EXPECT_EQ(file.read(buf, 5), 5u);
+    EXPECT_EQ(std::string(buf, 5), "world");
+    file.seek(0, seekBegin);
+    ASSERT_NE(file.gets(buf, sizeof buf), nullptr);
+    EXPECT_STREQ(buf, "hello\n");
+    file.seek(0, seekEnd);
+    EXPECT_GE(file.puts("!"), 0);
+    file.flush();
+    file.close();
+    EXPECT_FALSE(file.isOpen());
+
+    const char* text = file.load(a.c_str());
+    ASSERT_NE(text, nullptr);
+    EXPECT_STREQ(text, "hello\nworld\n!");
+    file.unload();
+
+    FileInfo info;
+    ASSERT_TRUE(CFile::stat(a.c_str(), info));
+    EXPECT_EQ(info.size, 13);
+    EXPECT_TRUE(CFile::access(a.c_str(), 0));
+    uint64_t free = 0, total = 0, totalFree = 0;
+    EXPECT_TRUE(CFile::statFS(dir.path().c_str(), free, total, totalFree));
+    EXPECT_GT(total, 0u);
+    const std::string b = dir.path("b.txt");
+    EXPECT_TRUE(CFile::rename(a.c_str(), b.c_str()));
+    EXPECT_FALSE(CFile::access(a.c_str(), 0));
+    const std::string sub = dir.path("sub");
+    EXPECT_TRUE(CFile::makeDirectory(sub.c_str()));
+
+    // The search sees both entries, sorted, with "." and "..".
+    CFileFind find;
+    ASSERT_TRUE(find.findFile(dir.path("*").c_str()));
+    std::string names;
+    do {
+        names += find.getFileName() + (find.isDirectory() ? "/ " : " ");
+        if (find.getFileName() == "b.txt") {
+            EXPECT_EQ(find.getLength(), 13);
+            EXPECT_TRUE(find.isNormal());
+            EXPECT_FALSE(find.isHidden());
+            EXPECT_FALSE(find.isReadOnly());
+            EXPECT_EQ(find.getFilePath(), b);
+        }
+    } while (find.findNextFile());
+    find.close();
+    EXPECT_EQ(names, "./ ../ b.txt sub/ ");
+
+    EXPECT_TRUE(CFile::removeDirectory(sub.c_str()));
+    EXPECT_TRUE(CFile::remove(b.c_str()));
+    EXPECT_FALSE(CFile::remove(b.c_str()));
+}
+
+TEST(LegacyFileSystemTable, HookedFunctionsServeTheirPrefixUntilUnhooked) {
+    namespace Mem = LegacyTest::MemoryFiles;
+    const ::FileSystemTable table = Mem::table();
+    hookFileSystemTable("legacymem:", &table);
+    const int before = Mem::calls();
+    {
+        CFile file;
+        ASSERT_TRUE(file.open("legacymem:/one", openWrite));
+        EXPECT_EQ(file.write("abc", 3), 3u);
+        file.close();
+        ASSERT_TRUE(file.open("legacymem:/one", openRead));
+        char buf[4] = "";
+        EXPECT_EQ(file.read(buf, 3), 3u);
+        EXPECT_STREQ(buf, "abc");
+        file.close();
+    }
+    EXPECT_TRUE(CFile::access("legacymem:/one", 0));
+    EXPECT_GT(Mem::calls(), before + 5);
+    EXPECT_FALSE(CFile::makeDirectory("legacymem:/dir"));  // no mkdir in the table: it fails
+
+    hookFileSystemTable("legacymem:", nullptr);
+    const int after = Mem::calls();
+    EXPECT_FALSE(CFile::access("legacymem:/one", 0));  // the system's table now
+    EXPECT_EQ(Mem::calls(), after);
+    hookFileSystemTable("legacymem:", nullptr);  // not hooked any more: nothing happens
+    hookFileSystemTable(nullptr, &table);        // refused
+    hookFileSystemTable("", &table);             // refused
 }

@@ -274,3 +274,87 @@ TEST(MixedVersion, TheIncludeCheckOfTheCompanionLibraryIsTheLibrarysOne) {
         EXPECT_TRUE(log.hasMessage("CCheckIncludeVersionInter::checkResult successful\n"));
     });
 }
+
+// ---- files --------------------------------------------------------------------------------
+
+namespace Mem = LegacyTest::MemoryFiles;
+
+TEST(MixedFiles, AClosedFileReadsZeroWhereTheNewOneGivesMinusOne) {
+    char buf[4];
+    ::CFile older;
+    Kerna::CFile newer;
+    EXPECT_EQ(older.read(buf, 4), 0u);
+    EXPECT_EQ(newer.read(buf, 4), -1);
+    EXPECT_EQ(older.write(buf, 4), 0u);
+    EXPECT_EQ(newer.write(buf, 4), -1);
+}
+
+TEST(MixedFiles, ALongPrefixIsHookedWholeButCannotBeFoundAgain) {
+    KERNA_IN_CHILD({
+        const ::FileSystemTable table = Mem::table();
+        const char* const longPrefix = "legacy:/a/prefix/of/more/than/31/characters/";
+        Mem::files()[std::string(longPrefix) + "f"] = "x";
+        hookFileSystemTable(longPrefix, &table);
+        EXPECT_TRUE(Kerna::CFile::access((std::string(longPrefix) + "f").c_str(), 0));
+        hookFileSystemTable(longPrefix, nullptr);  // compared over 32 characters: not found
+        EXPECT_TRUE(Kerna::CFile::access((std::string(longPrefix) + "f").c_str(), 0));
+        // The row's own text finds it, and the library's hook goes with it. An unhook passed on
+        // with the cut text would find nothing in the library's table and leave it with the
+        // freed CFSOperation (the next access read freed memory).
+        hookFileSystemTable(std::string(longPrefix).substr(0, 31).c_str(), nullptr);
+        EXPECT_FALSE(Kerna::CFile::access((std::string(longPrefix) + "f").c_str(), 0));
+    });
+}
+
+TEST(MixedFiles, OlderHooksTakePlacesOfTheLibrarysThirtyOne) {
+    KERNA_IN_CHILD({
+        const ::FileSystemTable table = Mem::table();
+        char prefix[16];
+        for (int i = 1; i <= 31; ++i) {
+            std::snprintf(prefix, sizeof prefix, "old%02d:", i);
+            hookFileSystemTable(prefix, &table);
+            Mem::files()[std::string(prefix) + "f"] = "x";
+        }
+        EXPECT_TRUE(Kerna::CFile::access("old31:f", 0));
+        Mem::files()["new:f"] = "x";
+        Mem::files()["old32:f"] = "x";
+        Kerna::hookFileSystem("new:", new CFSOperation(table));  // no place left on either side
+        hookFileSystemTable("old32:", &table);
+        EXPECT_FALSE(Kerna::CFile::access("new:f", 0));
+        EXPECT_FALSE(Kerna::CFile::access("old32:f", 0));
+        hookFileSystemTable("old07:", nullptr);  // frees a row and a place
+        EXPECT_FALSE(Kerna::CFile::access("old07:f", 0));
+        hookFileSystemTable("old32:", &table);
+        EXPECT_TRUE(Kerna::CFile::access("old32:f", 0));
+    });
+}
+
+namespace {
+
+// A listener that unhooks the prefix being hooked, from the hook's own line: the unhook comes
+// while the hook is on its way to the library's table, on the same thread.
+std::atomic<int> g_reentries{0};
+bool unhookFromTheHooksLine(const char* line) {
+    if (std::strstr(line, "hookFileSystem called!") != nullptr && g_reentries++ == 0) {
+        hookFileSystemTable("reenter:", nullptr);
+    }
+    return true;
+}
+
+}  // namespace
+
+TEST(MixedFiles, AnUnhookFromTheHooksOwnLineIsMadeAfterTheHook) {
+    KERNA_IN_CHILD({
+        const ::FileSystemTable table = Mem::table();
+        Mem::files()["reenter:f"] = "x";
+        const Kerna::TFunction1<bool, const char*> listener(&unhookFromTheHooksLine);
+        Kerna::attachPrint(listener);
+        hookFileSystemTable("reenter:", &table);
+        Kerna::detachPrint(listener);
+        EXPECT_GE(g_reentries, 1);
+        EXPECT_FALSE(Kerna::CFile::access("reenter:f", 0));  // unhooked on the library's side too
+        hookFileSystemTable("reenter:", &table);             // and the row is free again
+        EXPECT_TRUE(Kerna::CFile::access("reenter:f", 0));
+        hookFileSystemTable("reenter:", nullptr);
+    });
+}
