@@ -83,12 +83,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                            fields.second);
     const CTime* const values[] = {&raw, &normalised};
     for (const CTime* value : values) {
-        Tessaran::Kerna::Detail::FormatSettings settings = {CTime::getDateFormat(), CTime::getSpliter(),
-                                                            CTime::get12Hour()};
+        Tessaran::Kerna::Detail::FormatSettings settings = {
+            CTime::getDateFormat(), CTime::getSpliter(), CTime::get12Hour()};
         settings.printfDigits = true;
-        const size_t needed = Tessaran::Kerna::Detail::formatFields(*value, format.c_str(), 0,
-                                                                    settings, nullptr, 0)
-                                  .length;
+        const size_t needed =
+            Tessaran::Kerna::Detail::formatFields(*value, format.c_str(), 0, settings, nullptr, 0)
+                .length;
         check(needed + 1 <= 11 * format.size() + 1);
         std::vector<char> exact(needed + 1);
         value->format(exact.data(), format.c_str());

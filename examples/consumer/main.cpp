@@ -42,7 +42,7 @@ int intervals() {
     set.insert(std::make_pair(5, 10));
     set.insert(std::make_pair(10, 12));  // touches [5, 10): merged
     set.insert(std::make_pair(20, 25));
-    set.erase(std::make_pair(21, 22));   // splits [20, 25)
+    set.erase(std::make_pair(21, 22));  // splits [20, 25)
     return static_cast<int>(set.size());
 }
 
@@ -71,16 +71,19 @@ bool olderThreadRuns() {
 
 int main() {
     Tessaran::Kerna::attachPrint(Tessaran::Kerna::TFunction1<bool, const char*>(&countLine));
-    Tessaran::Kerna::logFilter(4, "Consumer", __FILE__, "main", __LINE__, "1.0", "hello from a consumer\n");
+    Tessaran::Kerna::logFilter(4, "Consumer", __FILE__, "main", __LINE__, "1.0",
+                               "hello from a consumer\n");
     ::logWarn("and from the global short form\n");
 
     const int counter = countWithNewMutex();
 
     ::CMutex legacyMutex;  // the older global mutex
-    bool legacyOk = legacyMutex.Enter() && legacyMutex.TryEnter() && legacyMutex.Leave() && legacyMutex.Leave();
+    bool legacyOk =
+        legacyMutex.Enter() && legacyMutex.TryEnter() && legacyMutex.Leave() && legacyMutex.Leave();
 
     const int intervalCount = intervals();
     legacyOk = legacyOk && olderThreadRuns();
-    std::printf("counter=%d lines=%d intervals=%d legacy=%d\n", counter, g_lines, intervalCount, legacyOk);
+    std::printf("counter=%d lines=%d intervals=%d legacy=%d\n", counter, g_lines, intervalCount,
+                legacyOk);
     return (counter == 2000 && g_lines == 2 && intervalCount == 3 && legacyOk) ? 0 : 1;
 }

@@ -12,8 +12,8 @@
 // scope. The delegates (TFunction0 to TFunction5) and SystemTime are the same entities under
 // both names and never clash.
 //
-// The thread, timer, semaphore and file classes are source-level interfaces: a program that uses them
-// links the static companion library kerna_source beside libkerna.so.
+// The thread, timer, semaphore and file classes are source-level interfaces: a program that uses
+// them links the static companion library kerna_source beside libkerna.so.
 #ifndef KERNA_LEGACY_H_
 #define KERNA_LEGACY_H_
 

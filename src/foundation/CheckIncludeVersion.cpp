@@ -16,8 +16,8 @@
 #include "base/Log.h"  // KERNA_ASSERT only: KERNA_LOG is not for a unit of the companion library
 #include "foundation/CheckIncludeVersionInternal.h"
 
-#define CHECK_LOG(level, function, ...)                                                      \
-    KERNA_INTERFACE_LOG(level, "CheckIncludeVersion",                                        \
+#define CHECK_LOG(level, function, ...)               \
+    KERNA_INTERFACE_LOG(level, "CheckIncludeVersion", \
                         "Tessaran::Kerna::CCheckIncludeVersionInter::" function, __VA_ARGS__)
 
 namespace Tessaran {
@@ -34,21 +34,29 @@ bool validVersion(const char* version) {
     return true;
 }
 
-bool validItem(const IncludeItem& item) { return item.url != nullptr && validVersion(item.version); }
+bool validItem(const IncludeItem& item) {
+    return item.url != nullptr && validVersion(item.version);
+}
 
 const char* text(const char* s) { return s != nullptr ? s : "(null)"; }
 
 }  // namespace
 
-CCheckIncludeVersionInter* CheckIncludeVersionInternal::create() { return new CCheckIncludeVersionInter; }
+CCheckIncludeVersionInter* CheckIncludeVersionInternal::create() {
+    return new CCheckIncludeVersionInter;
+}
 
-CCheckIncludeVersionInter::CCheckIncludeVersionInter() : m_internal(new CheckIncludeVersionInternal) {}
+CCheckIncludeVersionInter::CCheckIncludeVersionInter()
+    : m_internal(new CheckIncludeVersionInternal) {}
 
 CCheckIncludeVersionInter::~CCheckIncludeVersionInter() { delete m_internal; }
 
-CCheckIncludeVersionInter* CCheckIncludeVersionInter::instance() { return Detail::includeVersionCheck(); }
+CCheckIncludeVersionInter* CCheckIncludeVersionInter::instance() {
+    return Detail::includeVersionCheck();
+}
 
-bool CCheckIncludeVersionInter::checkVersion(const char* libName, const IncludeItem* items, int count) {
+bool CCheckIncludeVersionInter::checkVersion(const char* libName, const IncludeItem* items,
+                                             int count) {
     CheckIncludeVersionInternal& self = *m_internal;
     ::CGuard guard(self.lock);
     if (count < 0 || (items == nullptr && count > 0)) {
@@ -161,7 +169,8 @@ void CCheckIncludeVersionInter::checkResult() {
                 if (std::atoi(record.items[i].version) != node->second) upToDate = false;
             }
             if (upToDate) {
-                CHECK_LOG(2, "checkResult", "this:%p [%s], include is ok\n", me, text(record.libName));
+                CHECK_LOG(2, "checkResult", "this:%p [%s], include is ok\n", me,
+                          text(record.libName));
             } else {
                 CHECK_LOG(2, "checkResult", "this:%p [%s], include version suggest:\n", me,
                           text(record.libName));
@@ -197,13 +206,15 @@ CCheckIncludeVersionOff* CCheckIncludeVersionOff::instance() {
 }
 
 bool CCheckIncludeVersionOff::checkVersion(const char*, const IncludeItem*, int) {
-    KERNA_INTERFACE_LOG(4, "CheckIncludeVersion", "Tessaran::Kerna::CCheckIncludeVersionOff::checkVersion",
+    KERNA_INTERFACE_LOG(4, "CheckIncludeVersion",
+                        "Tessaran::Kerna::CCheckIncludeVersionOff::checkVersion",
                         "CheckIncludeVersion is turned off.\n");
     return true;
 }
 
 void CCheckIncludeVersionOff::checkResult() {
-    KERNA_INTERFACE_LOG(4, "CheckIncludeVersion", "Tessaran::Kerna::CCheckIncludeVersionOff::checkResult",
+    KERNA_INTERFACE_LOG(4, "CheckIncludeVersion",
+                        "Tessaran::Kerna::CCheckIncludeVersionOff::checkResult",
                         "CheckIncludeVersion is turned off.\n");
 }
 

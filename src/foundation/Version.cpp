@@ -73,11 +73,8 @@ struct IncludeCheckObject {
 
 CVersion::CVersion(const char* nameText, int majorNumber, int minorNumber, int revisionNumber,
                    const char* svnRevision, const char* dateText)
-    : major(majorNumber),
-      minor(minorNumber),
-      revision(revisionNumber),
-      svn(0),
-      date{0, 0, 0, 0, 0, 0, 0, 0} {
+    : major(majorNumber), minor(minorNumber), revision(revisionNumber), svn(0), date{0, 0, 0, 0,
+                                                                                     0, 0, 0, 0} {
     copyName(name, nameText);
     if (svnRevision != nullptr) {
         if (std::isdigit(static_cast<unsigned char>(svnRevision[0]))) {
@@ -140,7 +137,9 @@ int legacyVersionCount() {
     return static_cast<int>(list->entries.size());
 }
 
-CCheckIncludeVersionInter* includeVersionCheck() { return ProcessObject<IncludeCheckObject>::get()->check; }
+CCheckIncludeVersionInter* includeVersionCheck() {
+    return ProcessObject<IncludeCheckObject>::get()->check;
+}
 
 }  // namespace Detail
 }  // namespace Kerna

@@ -33,7 +33,9 @@ bool CFile::isOpen() const { return m_file->isOpen(); }
 char* CFile::load(const char* path) { return m_file->load(path); }
 void CFile::unload() { m_file->unload(); }
 
-bool CFile::rename(const char* oldPath, const char* newPath) { return Kerna::CFile::rename(oldPath, newPath); }
+bool CFile::rename(const char* oldPath, const char* newPath) {
+    return Kerna::CFile::rename(oldPath, newPath);
+}
 bool CFile::remove(const char* path) { return Kerna::CFile::remove(path); }
 bool CFile::makeDirectory(const char* path) { return Kerna::CFile::makeDirectory(path); }
 bool CFile::removeDirectory(const char* path) { return Kerna::CFile::removeDirectory(path); }

@@ -15,7 +15,8 @@ namespace {
 // A table entry that is null makes its operation fail.
 template <typename Result>
 Result missing(const char* operation, Result failure) {
-    KERNA_INTERFACE_LOG(2, "FileSystem", "CFSOperation", "CFSOperation::%s has no function\n", operation);
+    KERNA_INTERFACE_LOG(2, "FileSystem", "CFSOperation", "CFSOperation::%s has no function\n",
+                        operation);
     return failure;
 }
 
@@ -52,7 +53,9 @@ int CFSOperation::remove(const char* path) { return KERNA_CALL(remove, -1, path)
 int32_t CFSOperation::findfirst(const char* pattern, FileInfo* info) {
     return KERNA_CALL(findfirst, int32_t(-1), pattern, info);
 }
-int CFSOperation::findnext(int32_t id, FileInfo* info) { return KERNA_CALL(findnext, -1, id, info); }
+int CFSOperation::findnext(int32_t id, FileInfo* info) {
+    return KERNA_CALL(findnext, -1, id, info);
+}
 int CFSOperation::findclose(int32_t id) { return KERNA_CALL(findclose, -1, id); }
 int CFSOperation::mkdir(const char* path) { return KERNA_CALL(mkdir, -1, path); }
 int CFSOperation::rmdir(const char* path) { return KERNA_CALL(rmdir, -1, path); }
@@ -61,7 +64,9 @@ int CFSOperation::statfs(const char* path, uint64_t* freeToCaller, uint64_t* tot
     return KERNA_CALL(statfs, -1, path, freeToCaller, total, totalFree);
 }
 int CFSOperation::access(const char* path, int mode) { return KERNA_CALL(access, -1, path, mode); }
-int CFSOperation::stat(const char* path, FileInfo* info) { return KERNA_CALL(stat, -1, path, info); }
+int CFSOperation::stat(const char* path, FileInfo* info) {
+    return KERNA_CALL(stat, -1, path, info);
+}
 
 #undef KERNA_CALL
 
@@ -115,7 +120,8 @@ void unhook(LegacyFileHooks& hooks, const char* prefix) {
         Tessaran::Kerna::CGuard guard(hooks.lock);
         int row = 0;
         for (int i = 1; i < 32 && row == 0; ++i) {
-            if (hooks.rows[i].prefix[0] != '\0' && std::strncmp(hooks.rows[i].prefix, prefix, 32) == 0) {
+            if (hooks.rows[i].prefix[0] != '\0' &&
+                std::strncmp(hooks.rows[i].prefix, prefix, 32) == 0) {
                 row = i;
             }
         }

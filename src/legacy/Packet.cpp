@@ -4,7 +4,6 @@
 // with its one implementation, the global CPacketManager, which forwards every operation to the
 // new pool manager. The header size of the older interface is one process-wide value.
 #include <kerna/legacy/Packet.h>
-
 #include <kerna/memory/Packet.h>
 #include <kerna/memory/PacketManager.h>
 
@@ -40,7 +39,8 @@ Memory::CPacket* copyOf(const Memory::CPacket& packet) {
 CPacket::CPacket() : m_packet(nullptr) {}
 
 CPacket::CPacket(uint32_t size)
-    : m_packet(keepValid(new Memory::CPacket(size, g_headerSize.load(std::memory_order_relaxed)))) {}
+    : m_packet(keepValid(new Memory::CPacket(size, g_headerSize.load(std::memory_order_relaxed)))) {
+}
 
 CPacket::CPacket(unsigned int size, TFunction2<void, void*, size_t> fn, void* arg)
     : m_packet(keepValid(
@@ -118,7 +118,9 @@ namespace {
 /// The one implementation of IPacketManager: no data, every operation forwarded.
 class CPacketManager final : public IPacketManager {
 public:
-    uint64_t GetBufferSize() override { return Memory::CPacketManager::instance()->getBufferSize(); }
+    uint64_t GetBufferSize() override {
+        return Memory::CPacketManager::instance()->getBufferSize();
+    }
     uint64_t GetFreeSize() override { return Memory::CPacketManager::instance()->getFreeSize(); }
     void DumpNodes() override { Memory::CPacketManager::instance()->dumpNodes(); }
 

@@ -2,9 +2,8 @@
 //
 // The older global CSemaphore on the library's semaphore (same maximum, same refusal), giving
 // results in the older form.
-#include <kerna/legacy/Semaphore.h>
-
 #include <kerna/kerna3/Semaphore.h>
+#include <kerna/legacy/Semaphore.h>
 
 class LegacySemaphoreInternal {
 public:

@@ -3,10 +3,9 @@
 // The older global CThread on its bridge, CThreadDrived: a Tessaran::Kerna::CThread whose body
 // calls the older object's threadProc, so that the older thread runs, registers and reports as
 // a thread of the new class. And the two loose functions of the older interface.
-#include <kerna/legacy/Thread.h>
-
 #include <kerna/kerna3/Process.h>
 #include <kerna/kerna3/Thread.h>
+#include <kerna/legacy/Thread.h>
 
 #include <cstddef>
 

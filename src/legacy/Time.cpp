@@ -3,10 +3,9 @@
 // The older global CTime: fields to seconds and back through the C library (platform layer),
 // arithmetic and comparison through those two, its own format settings, and the format walk of
 // Tessaran::Kerna::CTime with the mask 0 and printf-style numbers.
-#include <kerna/legacy/Time.h>
-
 #include <kerna/kerna3/Mutex.h>
 #include <kerna/kerna3/Thread.h>
+#include <kerna/legacy/Time.h>
 
 #include <atomic>
 
@@ -100,10 +99,12 @@ void CTime::setFormat(std::string format) {
     }
     const Kerna::Detail::DeclaredSettings declared = Kerna::Detail::settingsOf(format.c_str());
     g_separator.store(declared.settings.separator, std::memory_order_relaxed);
-    if (!declared.separatorValid) ::logError("setFormat separator is invalid,set default separator: - \n");
+    if (!declared.separatorValid)
+        ::logError("setFormat separator is invalid,set default separator: - \n");
     g_twelveHour.store(declared.settings.twelveHour, std::memory_order_relaxed);
     g_dateFormat.store(declared.settings.dateOrder, std::memory_order_relaxed);
-    if (!declared.orderValid) ::logError("setFormat dateFormat is invalid,set default separator: ymd \n");
+    if (!declared.orderValid)
+        ::logError("setFormat dateFormat is invalid,set default separator: ymd \n");
 }
 
 std::string CTime::getFormat() {

@@ -2,9 +2,8 @@
 //
 // The older global CTimer on a Tessaran::Kerna::CTimer of its own. The delegates of the older
 // interface are the library's own, so a delegate is handed on as it is.
-#include <kerna/legacy/Timer.h>
-
 #include <kerna/kerna3/Timer.h>
+#include <kerna/legacy/Timer.h>
 
 #include "base/InterfaceLog.h"
 
@@ -25,8 +24,9 @@ bool CTimer::start(TFunction1<void, unsigned long> proc, unsigned int delay, uns
 bool CTimer::start(::CObject* object, void (::CObject::*proc)(unsigned long), unsigned int delay,
                    unsigned int period, unsigned long param, unsigned int timeout) {
     if (object == nullptr || proc == nullptr) {
-        KERNA_INTERFACE_LOG(2, "Timer", "CTimer::start", "this:%p CTimer::start() object:%p or its function is NULL\n",
-                            this, static_cast<void*>(object));
+        KERNA_INTERFACE_LOG(2, "Timer", "CTimer::start",
+                            "this:%p CTimer::start() object:%p or its function is NULL\n", this,
+                            static_cast<void*>(object));
         return false;
     }
     return start(TFunction1<void, unsigned long>(proc, object), delay, period, param, timeout);

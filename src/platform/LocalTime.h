@@ -18,9 +18,9 @@ namespace Platform {
 /// month from 1.
 struct LocalFields {
     int32_t year;
-    int32_t month;   ///< 1-12 after a conversion; any value on input
+    int32_t month;  ///< 1-12 after a conversion; any value on input
     int32_t day;
-    int32_t wday;    ///< 0 = Sunday; not read on input
+    int32_t wday;  ///< 0 = Sunday; not read on input
     int32_t hour;
     int32_t minute;
     int32_t second;

@@ -213,7 +213,9 @@ FormatResult formatWalk(const SystemTime& t, const char* format, int mask,
     }
     // With printf digits a sign takes one place of the width.
     const bool printf = settings.printfDigits;
-    auto width = [printf](int32_t value, int digits) { return printf && value < 0 ? digits - 1 : digits; };
+    auto width = [printf](int32_t value, int digits) {
+        return printf && value < 0 ? digits - 1 : digits;
+    };
     DatePart year, month, day;
     year.length = month.length = day.length = 0;
     if (years > 2) {
@@ -223,7 +225,8 @@ FormatResult formatWalk(const SystemTime& t, const char* format, int mask,
         if (!printf && lastTwo < 0) lastTwo = -lastTwo;
         year.length = numberText(lastTwo, width(lastTwo, 2), year.text);
     }
-    if (months > 0) month.length = numberText(t.month, width(t.month, months >= 2 ? 2 : 1), month.text);
+    if (months > 0)
+        month.length = numberText(t.month, width(t.month, months >= 2 ? 2 : 1), month.text);
     if (days > 0) day.length = numberText(t.day, width(t.day, days >= 2 ? 2 : 1), day.text);
 
     int order = settings.dateOrder;

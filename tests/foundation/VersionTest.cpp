@@ -39,8 +39,8 @@ void linesToStandardError() {
     Tessaran::Kerna::PrintOptions options = {};
     options.noColor = true;
     Tessaran::Kerna::setPrintOptions(options);
-    Tessaran::Kerna::setLogPrinter(
-        Tessaran::Kerna::TFunction1<void, const char*>(+[](const char* line) { std::fputs(line, stderr); }));
+    Tessaran::Kerna::setLogPrinter(Tessaran::Kerna::TFunction1<void, const char*>(
+        +[](const char* line) { std::fputs(line, stderr); }));
 }
 
 }  // namespace
@@ -86,7 +86,8 @@ TEST(CVersion, PrintsOneLine) {
 
 TEST(CVersion, AppDateStartsAtMinTimeAndTakesADate) {
     const SystemTime saved = CVersion::appDate;
-    EXPECT_EQ(0, std::memcmp(&saved, static_cast<const SystemTime*>(&CTime::minTime), sizeof saved));
+    EXPECT_EQ(0,
+              std::memcmp(&saved, static_cast<const SystemTime*>(&CTime::minTime), sizeof saved));
     CVersion::setAppDate("Oct  5 2024");
     EXPECT_EQ(CVersion::appDate.year, 2024);
     EXPECT_EQ(CVersion::appDate.month, 10);
@@ -113,7 +114,9 @@ TEST(CVersion, OlderRecordsReadTheRevisionBehindTheColon) {
     EXPECT_EQ(modified.svn, 77);
     EXPECT_THAT(log.messages(), ElementsAre("Some [Mod] files are not commit to SVN server. It "
                                             "compied wtih local modified files.\n"));
-    EXPECT_EQ(Tessaran::Kerna::Detail::makeLegacyVersion("Plain", 1, 1, 1, "345", "Jan  1 2020").svn, 345);
+    EXPECT_EQ(
+        Tessaran::Kerna::Detail::makeLegacyVersion("Plain", 1, 1, 1, "345", "Jan  1 2020").svn,
+        345);
     EXPECT_EQ(Tessaran::Kerna::Detail::legacyVersionCount(), before + 2);
     Tessaran::Kerna::setPrintLogLevel(3);  // below 4 the "M" line is not printed
     log.clear();
@@ -128,7 +131,7 @@ TEST(CCheckIncludeVersionInter, MatchingRecordsPass) {
         const IncludeItem b[] = {{"http://svn/inc/x.h", "12"}, {"http://svn/inc/z.h", "9"}};
         LogCapture log(4, true);
         EXPECT_TRUE(check->checkVersion("LibA", a, 2));
-        EXPECT_TRUE(check->checkVersion("LibB", b, 2));  // z.h stands in one record only
+        EXPECT_TRUE(check->checkVersion("LibB", b, 2));        // z.h stands in one record only
         EXPECT_TRUE(check->checkVersion("LibC", nullptr, 0));  // no items: an empty record
         check->checkResult();
         EXPECT_THAT(log.messages(),
@@ -148,9 +151,10 @@ TEST(CCheckIncludeVersionInter, VersionsCompareAsText) {
         EXPECT_TRUE(check->checkVersion("LibA", a, 1));
         LogCapture log(2, true);
         EXPECT_FALSE(check->checkVersion("LibB", b, 1));
-        EXPECT_THAT(log.messages(), ElementsAre(textf("this:%p check include version failed\n", check),
-                                                textf("this:%p LibA http://svn/inc/x.h 12\n", check),
-                                                textf("this:%p LibB http://svn/inc/x.h 012\n", check)));
+        EXPECT_THAT(log.messages(),
+                    ElementsAre(textf("this:%p check include version failed\n", check),
+                                textf("this:%p LibA http://svn/inc/x.h 12\n", check),
+                                textf("this:%p LibB http://svn/inc/x.h 012\n", check)));
         log.clear();
         EXPECT_FALSE(check->checkVersion("LibC", nullptr, 1));  // refused, nothing recorded
         EXPECT_FALSE(check->checkVersion("LibD", a, -1));

@@ -6,11 +6,8 @@
 // Tessaran:: classes is tested on those; here: that the calls arrive, and what the older
 // interface does differently. Legacy time runs in the zone TZ=UTC0 (LegacyTestSupport.h).
 
-#include <kerna/legacy.h>
-
 #include <gtest/gtest.h>
-
-#include "legacy/LegacyTestSupport.h"
+#include <kerna/legacy.h>
 
 #include <atomic>
 #include <chrono>
@@ -23,6 +20,8 @@
 #include <mutex>
 #include <string>
 #include <thread>
+
+#include "legacy/LegacyTestSupport.h"
 
 using LegacyTest::eventually;
 
@@ -38,7 +37,8 @@ public:
     }
     bool waitFor(int count) {
         std::unique_lock<std::mutex> guard(m_lock);
-        return m_changed.wait_for(guard, std::chrono::seconds(20), [&] { return m_count >= count; });
+        return m_changed.wait_for(guard, std::chrono::seconds(20),
+                                  [&] { return m_count >= count; });
     }
     int count() {
         std::lock_guard<std::mutex> guard(m_lock);
@@ -228,8 +228,9 @@ TEST(LegacyCTimer, MemberFunctionOfACObjectRunsWithTheParam) {
     Receiver receiver;
     CTimer timer("LegacyTimer");
     EXPECT_STREQ(timer.getName(), "LegacyTimer");
-    ASSERT_TRUE(timer.start(&receiver, static_cast<void (CObject::*)(unsigned long)>(&Receiver::onTimer),
-                            5, 5, 0x12345678, 0));
+    ASSERT_TRUE(timer.start(&receiver,
+                            static_cast<void (CObject::*)(unsigned long)>(&Receiver::onTimer), 5, 5,
+                            0x12345678, 0));
     EXPECT_TRUE(timer.isStarted());
     ASSERT_TRUE(receiver.calls.waitFor(3));  // periodic
     EXPECT_EQ(receiver.last, 0x12345678ul);
@@ -241,8 +242,8 @@ TEST(LegacyCTimer, MemberFunctionOfACObjectRunsWithTheParam) {
     EXPECT_EQ(receiver.calls.count(), calls);  // stopped
 
     // A null object or function is refused.
-    EXPECT_FALSE(timer.start(nullptr, static_cast<void (CObject::*)(unsigned long)>(&Receiver::onTimer),
-                             5, 0, 1, 0));
+    EXPECT_FALSE(timer.start(
+        nullptr, static_cast<void (CObject::*)(unsigned long)>(&Receiver::onTimer), 5, 0, 1, 0));
     EXPECT_FALSE(timer.start(&receiver, nullptr, 5, 0, 1, 0));
     EXPECT_FALSE(timer.isStarted());
 }
@@ -349,7 +350,8 @@ TEST(LegacyCPacket, AttachedPacketCallsBackWhenTheLastWrapperGoes) {
     Released released;
     char buffer[64];
     {
-        CPacket packet(64, TFunction2<void, void*, size_t>(&Released::onRelease, &released), buffer);
+        CPacket packet(64, TFunction2<void, void*, size_t>(&Released::onRelease, &released),
+                       buffer);
         ASSERT_TRUE(packet.Valid());
         EXPECT_EQ(packet.GetHeaderSize(), 128u);
         EXPECT_EQ(packet.GetBuffer(), nullptr);  // no buffer until one is put
@@ -456,7 +458,8 @@ TEST(LegacyCTime, FormatSettingsOfTheirOwn) {
     const CTime t(2023, 3, 4, 13, 6, 7);
     EXPECT_EQ(CTime::getFormat(), "yyyy-MM-dd HH:mm:ss");
     EXPECT_EQ(text(t, "yyyy-MM-dd HH:mm:ss"), "2023-03-04 13:06:07");
-    EXPECT_EQ(text(t, "yy/M/d H:m:s"), "23-3-4 13:6:7");  // the mask is 0: the separator is the class's
+    EXPECT_EQ(text(t, "yy/M/d H:m:s"),
+              "23-3-4 13:6:7");  // the mask is 0: the separator is the class's
 
     CTime::setFormat(0, 2, 1);
     EXPECT_EQ(CTime::getDateFormat(), 0);
@@ -489,8 +492,10 @@ TEST(LegacyCTime, FormatSettingsOfTheirOwn) {
 
 TEST(LegacyCTime, NumbersAreWrittenAsSprintfWritesThem) {
     DefaultFormat restore;
-    const int values[][7] = {{2023, 3, 4, 5, 6, 7, 0},   {-2023, -3, -4, -5, -6, -7, 0},
-                             {-5, 12, 31, 23, 59, 59, 0}, {123456, 100, -10, 99, -1, 1000, 0},
+    const int values[][7] = {{2023, 3, 4, 5, 6, 7, 0},
+                             {-2023, -3, -4, -5, -6, -7, 0},
+                             {-5, 12, 31, 23, 59, 59, 0},
+                             {123456, 100, -10, 99, -1, 1000, 0},
                              {-1, 0, 0, 0, 0, 0, 0}};
     for (const auto& v : values) {
         const SystemTime fields = {v[0], v[1], v[2], 0, v[3], v[4], v[5], -1};
@@ -499,8 +504,8 @@ TEST(LegacyCTime, NumbersAreWrittenAsSprintfWritesThem) {
         std::snprintf(expected, sizeof expected, "%04d-%02d-%02d %02d:%02d:%02d", v[0], v[1], v[2],
                       v[3], v[4], v[5]);
         EXPECT_EQ(text(t, "yyyy-MM-dd HH:mm:ss"), expected);
-        std::snprintf(expected, sizeof expected, "%02d-%d-%d %d:%d:%d", v[0] % 100, v[1], v[2], v[3],
-                      v[4], v[5]);
+        std::snprintf(expected, sizeof expected, "%02d-%d-%d %d:%d:%d", v[0] % 100, v[1], v[2],
+                      v[3], v[4], v[5]);
         EXPECT_EQ(text(t, "yy-M-d H:m:s"), expected);
     }
 }

@@ -7,10 +7,9 @@
 #ifndef KERNA_TESTS_LEGACY_LEGACYTESTSUPPORT_H_
 #define KERNA_TESTS_LEGACY_LEGACYTESTSUPPORT_H_
 
+#include <gtest/gtest.h>
 #include <kerna/legacy/FileSystem.h>
 #include <kerna/legacy/Time.h>
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
@@ -83,7 +82,8 @@ inline size_t fwrite(const void* buffer, size_t size, size_t count, void* file) 
     ++calls();
     std::lock_guard<std::mutex> guard(lock());
     OpenFile& f = *static_cast<OpenFile*>(file);
-    f.text->replace(f.position, std::min(size * count, f.text->size() - std::min(f.position, f.text->size())),
+    f.text->replace(f.position,
+                    std::min(size * count, f.text->size() - std::min(f.position, f.text->size())),
                     static_cast<const char*>(buffer), size * count);
     f.position += size * count;
     return count;
@@ -96,7 +96,9 @@ inline int fseek(void* file, int32_t offset, int whence) {
     ++calls();
     std::lock_guard<std::mutex> guard(lock());
     OpenFile& f = *static_cast<OpenFile*>(file);
-    const int64_t base = whence == 0 ? 0 : whence == 1 ? int64_t(f.position) : int64_t(f.text->size());
+    const int64_t base = whence == 0   ? 0
+                         : whence == 1 ? int64_t(f.position)
+                                       : int64_t(f.text->size());
     if (base + offset < 0) return -1;
     f.position = static_cast<size_t>(base + offset);
     return 0;

@@ -6,11 +6,10 @@
 // keeps the differences of its own (results, settings, the header size of packets, the pool
 // configuration of IPacketManager::config). It links libkerna.so and the companion library.
 
-#include <kerna/kerna.h>
-#include <kerna/legacy.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <kerna/kerna.h>
+#include <kerna/legacy.h>
 
 #include <algorithm>
 #include <atomic>
@@ -94,7 +93,8 @@ TEST(MixedTimers, AnOlderTimerStandsInTheTimerList) {
     const std::vector<std::string> newer = log.messages();
     EXPECT_TRUE(anyContains(older, "MixedTimer"));
     ASSERT_EQ(older.size(), newer.size());
-    for (size_t i = 1; i < older.size(); ++i) EXPECT_EQ(older[i], newer[i]);  // line 0: elapsed time
+    for (size_t i = 1; i < older.size(); ++i)
+        EXPECT_EQ(older[i], newer[i]);  // line 0: elapsed time
     EXPECT_TRUE(timer.stop(false));
 }
 
@@ -166,7 +166,8 @@ TEST(MixedTime, BreakTimeOfAnUnrepresentableTimeChangesNothing) {
     LogCapture log(6, true);
     t.breakTime(0x7FFFFFFFFFFFFFFFull);
     char expected[64];
-    std::snprintf(expected, sizeof expected, "this:%p CTime::breakTime overflowed!\n", static_cast<void*>(&t));
+    std::snprintf(expected, sizeof expected, "this:%p CTime::breakTime overflowed!\n",
+                  static_cast<void*>(&t));
     EXPECT_THAT(log.messages(), ElementsAre(expected));
     EXPECT_EQ(t.year, 2023);
     EXPECT_EQ(t.second, 7);
@@ -243,8 +244,10 @@ TEST(MixedPackets, ConfigAfterTheFirstPacketChangesOnlyTheHeaderSize) {
         EXPECT_EQ(first.GetHeaderSize(), 128u);
         LogCapture log(6, true);
         IPacketManager::config(8192, 1024, 32);
-        EXPECT_THAT(log.messages(),
-                    ElementsAre("PacketManagerInternal::config() failured: Packet Manager has been configured!\n"));
+        EXPECT_THAT(
+            log.messages(),
+            ElementsAre(
+                "PacketManagerInternal::config() failured: Packet Manager has been configured!\n"));
         const ::CPacket later(100);
         EXPECT_EQ(later.GetHeaderSize(), 32u);
         EXPECT_EQ(later.GetSize(), 100u);  // still the system policy

@@ -41,18 +41,18 @@ namespace KernaTest {
 }  // namespace KernaTest
 
 /// Runs the statements in a fresh child process; the test fails unless all its checks passed.
-#define KERNA_IN_CHILD(...)                                              \
-    do {                                                                 \
-        ::testing::GTEST_FLAG(death_test_style) = "threadsafe";          \
-        EXPECT_EXIT(::KernaTest::runAndExit([&] { __VA_ARGS__; }),      \
-                    ::testing::ExitedWithCode(0), "");                   \
+#define KERNA_IN_CHILD(...)                                                                      \
+    do {                                                                                         \
+        ::testing::GTEST_FLAG(death_test_style) = "threadsafe";                                  \
+        EXPECT_EXIT(::KernaTest::runAndExit([&] { __VA_ARGS__; }), ::testing::ExitedWithCode(0), \
+                    "");                                                                         \
     } while (0)
 
 /// Runs the statements in a fresh child that must die with `regex` on its standard error.
-#define KERNA_CHILD_DIES(regex, ...)                                     \
-    do {                                                                 \
-        ::testing::GTEST_FLAG(death_test_style) = "threadsafe";          \
-        EXPECT_DEATH(([&] { __VA_ARGS__; })(), regex);                   \
+#define KERNA_CHILD_DIES(regex, ...)                            \
+    do {                                                        \
+        ::testing::GTEST_FLAG(death_test_style) = "threadsafe"; \
+        EXPECT_DEATH(([&] { __VA_ARGS__; })(), regex);          \
     } while (0)
 
 #endif  // KERNA_TESTS_SUPPORT_CHILDPROCESS_H_

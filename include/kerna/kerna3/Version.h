@@ -34,12 +34,12 @@ public:
     /// constructor reads it). Writes appDate without a lock.
     static void setAppDate(const char* dateText);
 
-    char name[32];     ///< terminated
+    char name[32];  ///< terminated
     int32_t major;
     int32_t minor;
     int32_t revision;
-    int32_t svn;       ///< source revision number
-    SystemTime date;   ///< build date: year, month and day; the other fields 0
+    int32_t svn;      ///< source revision number
+    SystemTime date;  ///< build date: year, month and day; the other fields 0
 
     /// The application's date; until setAppDate the fields of CTime::minTime (2000-01-01).
     static SystemTime appDate;

@@ -13,18 +13,18 @@
 #include "kerna/kerna3/File.h"
 #include "kerna/legacy/FileSystem.h"
 
-using Tessaran::Kerna::OpenFlags;
 using Tessaran::Kerna::openCreate;
 using Tessaran::Kerna::openDirect;
+using Tessaran::Kerna::OpenFlags;
 using Tessaran::Kerna::openKeep;
 using Tessaran::Kerna::openNoInherit;
 using Tessaran::Kerna::openRead;
 using Tessaran::Kerna::openReadWrite;
 using Tessaran::Kerna::openWrite;
-using Tessaran::Kerna::SeekPosition;
 using Tessaran::Kerna::seekBegin;
 using Tessaran::Kerna::seekCurrent;
 using Tessaran::Kerna::seekEnd;
+using Tessaran::Kerna::SeekPosition;
 
 /// A file of the older interface; see Tessaran::Kerna::CFile for each operation. One object
 /// belongs to one thread at a time.

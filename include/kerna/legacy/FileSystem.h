@@ -66,7 +66,8 @@ public:
     int findclose(int32_t id) override;
     int mkdir(const char* path) override;
     int rmdir(const char* path) override;
-    int statfs(const char* path, uint64_t* freeToCaller, uint64_t* total, uint64_t* totalFree) override;
+    int statfs(const char* path, uint64_t* freeToCaller, uint64_t* total,
+               uint64_t* totalFree) override;
     int access(const char* path, int mode) override;
     int stat(const char* path, FileInfo* info) override;
 
@@ -80,8 +81,8 @@ private:
 /// whose prefix equals `prefix` over 32 characters (none: nothing happens; so a prefix longer than
 /// 31 characters is not found by its whole text, only by its first 31 characters), unhooks the
 /// prefix the row was hooked with, and frees the CFSOperation. A null or empty
-/// `prefix` is refused with a line at level 2. Any thread; the rows have a lock, which is not held while
-/// hookFileSystem runs.
+/// `prefix` is refused with a line at level 2. Any thread; the rows have a lock, which is not held
+/// while hookFileSystem runs.
 void hookFileSystemTable(const char* prefix, const ::FileSystemTable* table);
 
 #endif  // KERNA_LEGACY_FILESYSTEM_H_
