@@ -95,11 +95,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         check(std::strlen(exact.data()) == needed);
     }
 
-    // Seconds and fields agree both ways where the C library represents the time.
+    // Seconds and fields agree both ways where the C library represents the time and its year
+    // fits 32 bits (else breakTime leaves the fields, here those of CTime(): year 0).
     const unsigned long long seconds = normalised.makeTime();
     if (seconds != 0) {
         const CTime back(seconds);
-        check(back.makeTime() == seconds && back == normalised);
+        if (back.year != 0) check(back.makeTime() == seconds && back == normalised);
     }
     return 0;
 }

@@ -33,7 +33,8 @@ struct LocalFields {
 int64_t localToSeconds(const LocalFields& fields);
 
 /// The local time of `seconds` (localtime_r, after reading the zone as localToSeconds does).
-/// False, with `fields` untouched, when the C library cannot represent it.
+/// False, with `fields` untouched, when the C library cannot represent it or its full year does
+/// not fit 32 bits.
 bool secondsToLocal(int64_t seconds, LocalFields& fields);
 
 }  // namespace Platform

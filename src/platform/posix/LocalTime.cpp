@@ -37,6 +37,7 @@ bool secondsToLocal(int64_t seconds, LocalFields& fields) {
     const time_t value = static_cast<time_t>(seconds);
     tm t;
     if (localtime_r(&value, &t) == nullptr) return false;
+    if (t.tm_year > INT_MAX - 1900) return false;  // a full year that does not fit
     fields.year = t.tm_year + 1900;
     fields.month = t.tm_mon + 1;
     fields.day = t.tm_mday;
