@@ -173,7 +173,7 @@ TEST(MixedTime, BreakTimeOfAnUnrepresentableTimeChangesNothing) {
     EXPECT_EQ(t.second, 7);
     // A time the C library breaks down into a year that no longer fits 32 bits once 1900 is
     // added. Before, the addition overflowed (found by the fuzz target under UBSan).
-    const SystemTime last = {2147483647, 1, 1, 0, 0, 0, 0, -1};
+    const SystemTime last = {2147483647, 13, 1, 0, 0, 0, 0, -1};  // one month past the last year
     const unsigned long long far = ::CTime(last).makeTime();
     ASSERT_NE(far, 0u);
     log.clear();
