@@ -19,14 +19,10 @@
 #include "time/TimeFormat.h"
 
 using KernaFuzz::check;
+using KernaFuzz::take32;
 
 namespace {
 
-int32_t take32(const uint8_t*& data, size_t& size) {
-    uint32_t value = 0;
-    for (int i = 0; i < 4 && size > 0; ++i, ++data, --size) value = (value << 8) | *data;
-    return static_cast<int32_t>(value);
-}
 
 // The next text, up to a 0 byte or the end.
 std::string takeText(const uint8_t*& data, size_t& size) {
