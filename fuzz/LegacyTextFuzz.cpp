@@ -23,7 +23,6 @@ using KernaFuzz::take32;
 
 namespace {
 
-
 // The next text, up to a 0 byte or the end.
 std::string takeText(const uint8_t*& data, size_t& size) {
     const uint8_t* end = static_cast<const uint8_t*>(std::memchr(data, 0, size));
