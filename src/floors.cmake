@@ -12,4 +12,5 @@ set(KERNA_SOURCE_FLOORS
                               # file tables, file objects and searches
   "component logfile"         # component objects, registry, factories, clients and their list;
                               # the log file writer (files, searches and calendar values)
+  "legacy"                    # the older global-namespace classes over the classes below
   "startup")                  # the start-up unit and the exported test seam
