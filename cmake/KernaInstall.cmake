@@ -1,8 +1,9 @@
-# Install rules: the library, its headers, a CMake package (find_package(Kerna) gives
-# Kerna::kerna) and a pkg-config file.
+# Install rules: the library and its static companion library, the headers, a CMake package
+# (find_package(Kerna) gives Kerna::kerna and Kerna::kerna_source) and a pkg-config file for each
+# (kerna, kerna_source).
 include(CMakePackageConfigHelpers)
 
-install(TARGETS kerna EXPORT KernaTargets
+install(TARGETS kerna kerna_source EXPORT KernaTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
@@ -20,4 +21,6 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/KernaConfig.cmake
         DESTINATION ${KERNA_CMAKE_DIR})
 
 configure_file(cmake/kerna.pc.in ${CMAKE_CURRENT_BINARY_DIR}/kerna.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kerna.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(cmake/kerna_source.pc.in ${CMAKE_CURRENT_BINARY_DIR}/kerna_source.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kerna.pc ${CMAKE_CURRENT_BINARY_DIR}/kerna_source.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

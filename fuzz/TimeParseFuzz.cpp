@@ -16,17 +16,8 @@
 #include "time/TimeFormat.h"
 
 using KernaFuzz::check;
+using KernaFuzz::take32;
 using Tessaran::Kerna::CTime;
-
-namespace {
-
-int32_t take32(const uint8_t*& data, size_t& size) {
-    uint32_t value = 0;
-    for (int i = 0; i < 4 && size > 0; ++i, ++data, --size) value = (value << 8) | *data;
-    return static_cast<int32_t>(value);
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     KernaFuzz::useSimulatedClock();

@@ -4,7 +4,7 @@
 # and the include_floors check fails on a folder that is missing or an include that points up.
 set(KERNA_SOURCE_FLOORS
   "platform"                  # the only code that calls the OS (posix/), behind private declarations
-  "base"                      # the library's own log call and gate, exit routines
+  "base"                      # the library's own log call and gate, exit routines, reference-paths switch
   "sync"                      # locks, semaphores, thread slots, the atomic count, processes
   "foundation"                # print path, log control, error registry
   "threads"                   # thread objects, the registry, load control, timers
@@ -12,4 +12,5 @@ set(KERNA_SOURCE_FLOORS
                               # file tables, file objects and searches
   "component logfile"         # component objects, registry, factories, clients and their list;
                               # the log file writer (files, searches and calendar values)
+  "legacy"                    # the older global-namespace classes over the classes below
   "startup")                  # the start-up unit and the exported test seam

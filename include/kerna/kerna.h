@@ -17,6 +17,8 @@
 #include "kerna/kerna3/AtomicCount.h"
 #include "kerna/kerna3/Process.h"
 #include "kerna/kerna3/Error.h"
+#include "kerna/kerna3/Version.h"
+#include "kerna/kerna3/CheckIncludeVersion.h"
 #include "kerna/kerna3/Time.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
 #include "kerna/kerna3/FlexString.h"

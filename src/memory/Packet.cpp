@@ -17,6 +17,7 @@
 #include <new>
 
 #include "base/Log.h"
+#include "memory/PacketFailSlot.h"
 #include "memory/PacketInternal.h"
 #include "memory/PacketManagerInternal.h"
 
@@ -68,7 +69,7 @@ void raiseFailStatus() {
 
 }  // namespace
 
-void setPacketFailCallback(FailFn callback) {
+void Detail::storePacketFailCallback(const FailFn& callback) {
     {
         FailSlot& s = failSlot();
         CGuard guard(s.lock);

@@ -6,3 +6,4 @@ target_sources(kerna_obj PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/PacketManager.cpp
     ${CMAKE_CURRENT_LIST_DIR}/SharePacketHelper.cpp
 )
+kerna_source_level(${CMAKE_CURRENT_LIST_DIR}/PacketFailCallback.cpp)

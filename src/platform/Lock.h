@@ -22,7 +22,7 @@ public:
     Lock& operator=(const Lock&) = delete;
     void enter();
     bool tryEnter();  ///< true if taken at once, also by the holder
-    void leave();
+    bool leave();     ///< false (nothing changes) when the caller does not hold the lock
     /// In a forked child: makes the lock free, whoever held it in the parent (the holder is
     /// gone, or is the forking thread under a new identifier). Only while no other thread
     /// can touch the lock.

@@ -44,7 +44,8 @@ int threadIdOf(const ThreadHandle* handle);
 /// kThreadStillActive while the thread's body runs, then 0.
 unsigned int threadExitCode(ThreadHandle* handle);
 
-/// Waits at most milliSeconds for the thread to end, on the monotonic clock.
+/// Waits at most milliSeconds for the thread to end, on the monotonic clock (first busily for a
+/// few microseconds if the thread started on another processor than the caller's).
 /// True when the thread has ended, false when the time ran out.
 bool waitThread(ThreadHandle* handle, unsigned int milliSeconds);
 
@@ -56,6 +57,12 @@ int setThreadPriority(ThreadHandle* handle, int level);
 /// Kills the thread: the thread unwinds at its next cancellation point, running destructors.
 /// Returns 0, or ESRCH when the thread has already ended (nothing is killed then).
 int killThread(ThreadHandle* handle);
+
+/// For a thread started by startThread that waits for its creator's next step: busy-waits about
+/// 20 microseconds for ready(context) while the creator was last seen on another processor, and
+/// returns whether it became true; false at once on the same processor. The caller then sleeps
+/// on its lock as usual.
+bool briefWaitForCreator(bool (*ready)(void*), void* context);
 
 /// Lets a pending kill of the calling thread take effect now.
 void testCancel();

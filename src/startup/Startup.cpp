@@ -15,6 +15,8 @@
 #include "kerna/memory/SharePacketHelper.h"
 #include "component/ClientInstanceList.h"
 #include "component/ServerInfoQueryerHelper.h"
+#include "foundation/VersionInternal.h"
+#include "legacy/LegacyObjects.h"
 #include "logfile/LogFileWriter.h"
 
 namespace Tessaran {
@@ -29,7 +31,9 @@ public:
         startLogFileWriter();  // only a hook: the writer itself is made at the first line
         functionReuseSlot();
         lastErrorSlot();
+        olderThreadManager();  // the global IThreadManager of the older interface
         CThreadManager::instance();
+        olderTimerManager();  // the global ITimerManager of the older interface
         CTimerManager::instance();  // starts the "TimerManager" thread
         CThreadLoadingController::instance();
         defaultFileTable();
@@ -38,6 +42,7 @@ public:
         Memory::CSharePacketHelper::instance();  // touches no packet manager
         Component::CClientInstanceList::instance();  // starts the "ClientCheck" timer
         Component::CServerInfoQueryerHelper::instance();
+        libraryLegacyVersion();  // the library states its own version in the older form
     }
 };
 

@@ -9,6 +9,9 @@
 // writer inside) and is never held across a wait. Blocked readers wait on `readersEvent`, which
 // releases them all at once; blocked writers wait on `writerSemaphore`, which hands the lock to
 // exactly one of them. The releasing side sets `state` for the writer it wakes.
+//
+// In both modes a read hold taken and given back while no one else is about costs one
+// compare-and-exchange each way (see ReadWriteMutexInternal.h).
 #include "kerna/kerna3/ReadWriteMutex.h"
 
 #include <new>
@@ -33,9 +36,7 @@ bool CReadWriteMutex::enterReading() {
     if (m_internal->priority == priorityWriter) {
         m_internal->enterReadingWriterFirst();
     } else {
-        m_internal->lock.enter();
-        ++m_internal->readCount;
-        m_internal->lock.leave();
+        m_internal->enterReadingDefault();
     }
     return true;
 }
@@ -44,9 +45,7 @@ bool CReadWriteMutex::enterWriting() {
     if (m_internal->priority == priorityWriter) {
         m_internal->enterWritingWriterFirst();
     } else {
-        m_internal->lock.enter();
-        while (m_internal->readCount.load() >= 1) Detail::Platform::sleepMs(0);
-        m_internal->writing.store(1, std::memory_order_relaxed);
+        m_internal->enterWritingDefault();
     }
     return true;
 }

@@ -84,13 +84,21 @@ private:
     ThreadInternal* m_thread;
 };
 
+// The body's first step waits for createThread to leave the object's mutex, a few microseconds
+// after the start: briefly without sleeping where the platform finds that worth it, then on the
+// lock as usual.
+bool tryEnterMutex(void* mutex) { return static_cast<CMutex*>(mutex)->tryEnter(); }
+
+void enterWhenStartDecided(CMutex& mutex) {
+    if (!Platform::briefWaitForCreator(&tryEnterMutex, &mutex)) mutex.enter();
+}
+
 void InternalThreadBody(void* argument) {
     ThreadInternal* thread = static_cast<ThreadInternal*>(argument);
-    {
-        CGuard guard(thread->mutex);
-        thread->running.store(1);
-        thread->id.store(currentThreadId());
-    }
+    enterWhenStartDecided(thread->mutex);
+    thread->running.store(1);
+    thread->id.store(currentThreadId());
+    thread->mutex.leave();
     thread->manager->registerThread(thread);
     BodyExit exit(thread);
     int stackMark = 0;

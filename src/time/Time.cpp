@@ -209,13 +209,16 @@ void CTime::setFormatString(const char* format) {
         CGuard guard(stored.lock);
         stored.text = text;
     }
-    bool valid = true;
-    g_separator.store(Detail::separatorOf(text, &valid), std::memory_order_relaxed);
-    if (!valid) KERNA_LOG(2, "setFormat separator is invalid,set default separator: - \n");
-    g_twelveHour.store(std::strchr(text, 'h') != nullptr, std::memory_order_relaxed);
-    const int order = Detail::dateOrderOf(text, &valid);
-    g_dateOrder.store(order, std::memory_order_relaxed);
-    if (!valid) KERNA_LOG(2, "setFormat dateFormat is invalid,set default separator: ymd \n");
+    const Detail::DeclaredSettings declared = Detail::settingsOf(text);
+    g_separator.store(declared.settings.separator, std::memory_order_relaxed);
+    if (!declared.separatorValid) {
+        KERNA_LOG(2, "setFormat separator is invalid,set default separator: - \n");
+    }
+    g_twelveHour.store(declared.settings.twelveHour, std::memory_order_relaxed);
+    g_dateOrder.store(declared.settings.dateOrder, std::memory_order_relaxed);
+    if (!declared.orderValid) {
+        KERNA_LOG(2, "setFormat dateFormat is invalid,set default separator: ymd \n");
+    }
 }
 
 void CTime::setFormat(const String& format) { setFormatString(format.c_str()); }

@@ -172,6 +172,14 @@ char separatorOf(const char* format, bool* valid) {
     return '-';
 }
 
+DeclaredSettings settingsOf(const char* format) {
+    DeclaredSettings declared;
+    declared.settings.separator = separatorOf(format, &declared.separatorValid);
+    declared.settings.twelveHour = std::strchr(format, 'h') != nullptr;
+    declared.settings.dateOrder = dateOrderOf(format, &declared.orderValid);
+    return declared;
+}
+
 namespace {
 
 template <typename Writer>
@@ -203,16 +211,23 @@ FormatResult formatWalk(const SystemTime& t, const char* format, int mask,
                 break;
         }
     }
+    // With printf digits a sign takes one place of the width.
+    const bool printf = settings.printfDigits;
+    auto width = [printf](int32_t value, int digits) {
+        return printf && value < 0 ? digits - 1 : digits;
+    };
     DatePart year, month, day;
     year.length = month.length = day.length = 0;
     if (years > 2) {
-        year.length = numberText(t.year, 4, year.text);
+        year.length = numberText(t.year, width(t.year, 4), year.text);
     } else if (years > 0) {
-        const int32_t lastTwo = t.year % 100;
-        year.length = numberText(lastTwo < 0 ? -lastTwo : lastTwo, 2, year.text);
+        int32_t lastTwo = t.year % 100;
+        if (!printf && lastTwo < 0) lastTwo = -lastTwo;
+        year.length = numberText(lastTwo, width(lastTwo, 2), year.text);
     }
-    if (months > 0) month.length = numberText(t.month, months >= 2 ? 2 : 1, month.text);
-    if (days > 0) day.length = numberText(t.day, days >= 2 ? 2 : 1, day.text);
+    if (months > 0)
+        month.length = numberText(t.month, width(t.month, months >= 2 ? 2 : 1), month.text);
+    if (days > 0) day.length = numberText(t.day, width(t.day, days >= 2 ? 2 : 1), day.text);
 
     int order = settings.dateOrder;
     if (mask & CTime::formatDateOrder) {
@@ -264,7 +279,7 @@ FormatResult formatWalk(const SystemTime& t, const char* format, int mask,
             case 'h':
             case 'H':
                 run = runLength(p, 'h', 'H');
-                writer.putNumber(shownHour, run > 1 ? 2 : 1);
+                writer.putNumber(shownHour, width(shownHour, run > 1 ? 2 : 1));
                 break;
             case 'y':
             case 'M':
@@ -278,11 +293,11 @@ FormatResult formatWalk(const SystemTime& t, const char* format, int mask,
                 break;
             case 'm':
                 run = runLength(p, 'm', 'm');
-                writer.putNumber(t.minute, run > 1 ? 2 : 1);
+                writer.putNumber(t.minute, width(t.minute, run > 1 ? 2 : 1));
                 break;
             case 's':
                 run = runLength(p, 's', 's');
-                writer.putNumber(t.second, run > 1 ? 2 : 1);
+                writer.putNumber(t.second, width(t.second, run > 1 ? 2 : 1));
                 break;
             case 't':
                 run = runLength(p, 't', 't');

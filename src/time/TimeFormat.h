@@ -20,10 +20,25 @@ namespace Detail {
 
 /// The settings a format walk reads when the mask leaves the decision to the process.
 struct FormatSettings {
-    int dateOrder;    ///< CTime::ymd, CTime::mdy or CTime::dmy
+    int dateOrder;    ///< CTime::ymd, CTime::mdy or CTime::dmy (another value: ymd)
     char separator;   ///< written for each "-", "." or "/" of the format
     bool twelveHour;  ///< hours 1 to 12 with AM/PM
+    /// Numbers as sprintf's "%0Nd" writes them: a sign counts towards the width ("%02d" of -5 is
+    /// "-5", not "-05"), and a short year is the signed year % 100. The older CTime writes so;
+    /// for values from 0 up both forms are the same.
+    bool printfDigits = false;
 };
+
+/// The settings a format text declares, by the rule of CTime::setFormatString: the separator
+/// ("." if the text holds one, else "/", else "-"), twelve hours if it holds "h", and the date
+/// order (dateOrderOf). The flags say whether the text declared a separator and a valid order;
+/// where it did not, the settings hold "-" and ymd. `format` must not be null.
+struct DeclaredSettings {
+    FormatSettings settings;
+    bool separatorValid;
+    bool orderValid;
+};
+DeclaredSettings settingsOf(const char* format);
 
 /// The date order written in `format`: the first positions of "y", "M" and "d", a missing letter
 /// counting as beyond all others. y<M<d gives ymd, M<d<y mdy, d<M<y dmy. For any other

@@ -1,6 +1,6 @@
 target_sources(kerna_obj PRIVATE ${CMAKE_CURRENT_LIST_DIR}/Charset.cpp)
 target_sources(kerna_obj PRIVATE ${CMAKE_CURRENT_LIST_DIR}/CharsetTables.cpp)
-target_sources(kerna_obj PRIVATE ${CMAKE_CURRENT_LIST_DIR}/IntervalSet.cpp)
+kerna_source_level(${CMAKE_CURRENT_LIST_DIR}/IntervalSet.cpp)
 target_sources(kerna_obj PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/Accel.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Aes.cpp

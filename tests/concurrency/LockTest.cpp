@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "sync/ReadWriteMutexInternal.h"
@@ -24,16 +25,35 @@ using KernaTest::LogCapture;
 
 namespace Tessaran {
 namespace Kerna {
-// Reads the counters of a writer-first lock under its gate.
+// Reads and steers the counters of a readers-writer lock.
 class RWMutexInspector {
 public:
     static int32_t waitingWriters(CReadWriteMutex& m) { return read(m, &RWMutexInternal::waitingWriters); }
     static int32_t waitingReaders(CReadWriteMutex& m) { return read(m, &RWMutexInternal::waitingReaders); }
-    static uint32_t state(CReadWriteMutex& m) {
+    /// Writer-first `state` with its waiters bit (bit 32), read under the gate.
+    static uint64_t state(CReadWriteMutex& m) {
         m.m_internal->gate.enter();
-        const uint32_t s = m.m_internal->state;
+        const uint64_t s = m.m_internal->state.load();
         m.m_internal->gate.leave();
         return s;
+    }
+    /// Default mode: readers inside and announced writers.
+    static uint64_t readCount(CReadWriteMutex& m) { return m.m_internal->readCount.load(); }
+    static bool fastPath(CReadWriteMutex& m) { return m.m_internal->fastPath; }
+    /// Default mode: true when another thread keeps `lock`.
+    static bool lockKeptByOther(CReadWriteMutex& m) {
+        if (!m.m_internal->lock.tryEnter()) return true;
+        m.m_internal->lock.leave();
+        return false;
+    }
+    /// Default mode: leaves `lock` once from the calling thread.
+    static void leaveLock(CReadWriteMutex& m) { m.m_internal->lock.leave(); }
+    /// Writer-first: the gate steps of a leaving writer with no writer waiting (state back to
+    /// 0), without the wake that follows them: the moment before that writer signals.
+    static void writerLeftGateNotYetSignalled(CReadWriteMutex& m) {
+        m.m_internal->gate.enter();
+        m.m_internal->state.fetch_sub(rwWriterInside);
+        m.m_internal->gate.leave();
     }
 
 private:
@@ -115,8 +135,25 @@ TEST(CRecursiveMutex, ExcludesUnderContention) {
     EXPECT_EQ(counter, 80000);
 }
 
-TEST(CReadWriteMutex, DefaultModeReadersShareWriterExcludes) {
+// Every readers-writer test runs twice: with the one-exchange read paths and with the reference
+// steps only (the lock chooses at construction); both must show the same behaviour.
+class CReadWriteMutexPaths : public testing::TestWithParam<bool> {
+protected:
+    void SetUp() override { Detail::setReferencePathsOnly(GetParam()); }
+    void TearDown() override { Detail::setReferencePathsOnly(false); }
+    static void expectPathTaken(CReadWriteMutex& rw) {
+        EXPECT_EQ(RWMutexInspector::fastPath(rw), !GetParam());
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Paths, CReadWriteMutexPaths, testing::Values(false, true),
+                         [](const testing::TestParamInfo<bool>& param) {
+                             return param.param ? "ReferenceOnly" : "FastReads";
+                         });
+
+TEST_P(CReadWriteMutexPaths, DefaultModeReadersShareWriterExcludes) {
     CReadWriteMutex rw;
+    expectPathTaken(rw);
     rw.enterReading();
     rw.enterReading();
     std::atomic<bool> writerIn{false};
@@ -134,11 +171,44 @@ TEST(CReadWriteMutex, DefaultModeReadersShareWriterExcludes) {
     // A writer may also take a read hold; its first leave gives up the read hold.
     rw.enterWriting();
     rw.enterReading();
+    EXPECT_EQ(RWMutexInspector::readCount(rw), RWMutexInternal::kWriterAnnounced + 1);
     EXPECT_TRUE(rw.leave());
+    EXPECT_EQ(RWMutexInspector::readCount(rw), RWMutexInternal::kWriterAnnounced);
     EXPECT_TRUE(rw.leave());
+    EXPECT_EQ(RWMutexInspector::readCount(rw), 0u);
 }
 
-TEST(CReadWriteMutex, DefaultModeMisuseIsLogged) {
+// A leave from a thread that holds nothing while another writes clears `writing`, but `lock`
+// stays with the writer, and so new readers keep waiting.
+TEST_P(CReadWriteMutexPaths, DefaultModeStrangersLeaveKeepsReadersOut) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "ThreadSanitizer reports the stranger's unlock, the misuse under test";
+#endif
+    CReadWriteMutex rw;
+    std::atomic<int> step{0};
+    std::thread writer([&] {
+        rw.enterWriting();
+        step = 1;
+        while (step.load() != 2) std::this_thread::yield();
+        RWMutexInspector::leaveLock(rw);  // what the writer's own leave can no longer do
+    });
+    ASSERT_TRUE(eventually([&] { return step.load() == 1; }));
+    EXPECT_TRUE(rw.leave());  // the stranger's leave: `writing` goes to 0
+    std::atomic<bool> readerIn{false};
+    std::thread reader([&] {
+        rw.enterReading();
+        readerIn = true;
+        rw.leave();
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_FALSE(readerIn.load());
+    step = 2;
+    writer.join();
+    reader.join();
+    EXPECT_TRUE(readerIn.load());
+}
+
+TEST_P(CReadWriteMutexPaths, DefaultModeMisuseIsLogged) {
     LogCapture capture;
     {
         CReadWriteMutex rw;
@@ -150,7 +220,10 @@ TEST(CReadWriteMutex, DefaultModeMisuseIsLogged) {
         CReadWriteMutex rw;
         rw.enterWriting();
     }
+    // With int as the underlying type, 7 is a value of RWPriority, which the constructor refuses.
+    static_assert(std::is_same<std::underlying_type<RWPriority>::type, int>::value, "");
     CReadWriteMutex bad(static_cast<RWPriority>(7));
+    expectPathTaken(bad);
     bad.enterWriting();
     bad.enterReading();  // priorityDefault: a writer may read
     EXPECT_TRUE(bad.leave());
@@ -167,34 +240,51 @@ TEST(CReadWriteMutex, DefaultModeMisuseIsLogged) {
     EXPECT_NE(lines[0].find(" error "), std::string::npos);
 }
 
-TEST(CReadWriteMutex, WriterFirstBlockedWriterHoldsBackNewReaders) {
-    CReadWriteMutex rw(priorityWriter);
-    EXPECT_FALSE(rw.leave());  // nothing held: false, silently
-    rw.enterReading();
-    std::atomic<int> order{0};
-    std::atomic<int> writerAt{0}, readerAt{0};
-    std::thread writer([&] {
-        rw.enterWriting();
-        writerAt = ++order;
-        rw.leave();
-    });
-    ASSERT_TRUE(eventually([&] { return RWMutexInspector::waitingWriters(rw) == 1; }));
-    std::thread reader([&] {
+// In both modes a writer that waits for the readers inside holds back a reader that comes after
+// it, which enters only after the writer has left. Default mode: the waiting writer keeps `lock`.
+// Writer-first: the writer is counted as waiting and the reader as blocked.
+TEST_P(CReadWriteMutexPaths, WaitingWriterHoldsBackNewReaders) {
+    for (RWPriority mode : {priorityDefault, priorityWriter}) {
+        SCOPED_TRACE(mode);
+        const bool writerFirst = mode == priorityWriter;
+        CReadWriteMutex rw(mode);
+        expectPathTaken(rw);
+        if (writerFirst) {
+            EXPECT_FALSE(rw.leave());  // nothing held: false, silently
+        }
         rw.enterReading();
-        readerAt = ++order;
-        rw.leave();
-    });
-    ASSERT_TRUE(eventually([&] { return RWMutexInspector::waitingReaders(rw) == 1; }));
-    EXPECT_EQ(order.load(), 0);
-    EXPECT_TRUE(rw.leave());  // last reader out: the writer goes first
-    writer.join();
-    reader.join();
-    EXPECT_EQ(writerAt.load(), 1);
-    EXPECT_EQ(readerAt.load(), 2);
-    EXPECT_EQ(RWMutexInspector::state(rw), 0u);
+        std::atomic<int> order{0};
+        std::atomic<int> writerAt{0}, readerAt{0};
+        std::thread writer([&] {
+            rw.enterWriting();
+            writerAt = ++order;
+            rw.leave();
+        });
+        ASSERT_TRUE(eventually([&] {
+            return writerFirst ? RWMutexInspector::waitingWriters(rw) == 1
+                               : RWMutexInspector::lockKeptByOther(rw);
+        }));
+        std::thread reader([&] {
+            rw.enterReading();
+            readerAt = ++order;
+            rw.leave();
+        });
+        if (writerFirst) {
+            ASSERT_TRUE(eventually([&] { return RWMutexInspector::waitingReaders(rw) == 1; }));
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        EXPECT_EQ(order.load(), 0);
+        EXPECT_TRUE(rw.leave());  // last reader out: the writer goes first
+        writer.join();
+        reader.join();
+        EXPECT_EQ(writerAt.load(), 1);
+        EXPECT_EQ(readerAt.load(), 2);
+        EXPECT_EQ(writerFirst ? RWMutexInspector::state(rw) : RWMutexInspector::readCount(rw), 0u);
+    }
 }
 
-TEST(CReadWriteMutex, WriterFirstHandsOverWriterToWriterThenAllReaders) {
+TEST_P(CReadWriteMutexPaths, WriterFirstHandsOverWriterToWriterThenAllReaders) {
     CReadWriteMutex rw(priorityWriter);
     rw.enterWriting();
     std::atomic<int> order{0};
@@ -232,32 +322,75 @@ TEST(CReadWriteMutex, WriterFirstHandsOverWriterToWriterThenAllReaders) {
     EXPECT_EQ(RWMutexInspector::state(rw), 0u);
 }
 
-TEST(CReadWriteMutex, WriterFirstStress) {
+// A reader that enters while others are blocked and no writer is about (here: the last writer
+// has left the gate but not yet signalled) wakes the blocked ones itself.
+TEST_P(CReadWriteMutexPaths, WriterFirstEnteringReaderWakesBlockedReaders) {
     CReadWriteMutex rw(priorityWriter);
-    int value = 0;
-    std::atomic<bool> bad{false};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < 3000; ++i) {
-                if ((i + t) % 4 == 0) {
-                    rw.enterWriting();
-                    const int v = ++value;
-                    if (v != value) bad = true;
-                    rw.leave();
-                } else {
-                    rw.enterReading();
-                    const int v = value;
-                    if (v != value) bad = true;
-                    rw.leave();
-                }
-            }
-        });
+    rw.enterWriting();
+    std::atomic<bool> blockedIn{false};
+    std::thread blocked([&] {
+        rw.enterReading();
+        blockedIn = true;
+    });
+    ASSERT_TRUE(eventually([&] { return RWMutexInspector::waitingReaders(rw) == 1; }));
+    RWMutexInspector::writerLeftGateNotYetSignalled(rw);
+    EXPECT_FALSE(blockedIn.load());
+    rw.enterReading();  // no writer about: enters, and signals the blocked reader
+    const bool woken = eventually([&] { return blockedIn.load(); });
+    EXPECT_TRUE(woken) << "the blocked reader was left waiting";
+    if (!woken) {  // wake it the ordinary way, through a writer, so that the test ends
+        rw.leave();
+        rw.enterWriting();
+        rw.leave();
+        rw.enterReading();
     }
-    for (std::thread& t : threads) t.join();
-    EXPECT_FALSE(bad.load());
-    EXPECT_EQ(value, 3000);
+    blocked.join();
+    EXPECT_EQ(RWMutexInspector::waitingReaders(rw), 0);
+    EXPECT_EQ(RWMutexInspector::state(rw), 2u);
+    EXPECT_TRUE(rw.leave());
+    EXPECT_TRUE(rw.leave());
     EXPECT_EQ(RWMutexInspector::state(rw), 0u);
+}
+
+// Readers and writers of both modes from four threads: a writer is alone inside, readers see
+// a value that does not change under them, and the counters end at rest.
+TEST_P(CReadWriteMutexPaths, StressBothModes) {
+    for (RWPriority mode : {priorityDefault, priorityWriter}) {
+        SCOPED_TRACE(mode);
+        CReadWriteMutex rw(mode);
+        int value = 0;
+        std::atomic<int> writersIn{0};
+        std::atomic<bool> bad{false};
+        std::atomic<int> ready{0};
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([&, t] {
+                ++ready;
+                while (ready.load() < 4) std::this_thread::yield();  // all four at once
+                for (int i = 0; i < 20000; ++i) {
+                    if ((i + t) % 4 == 0) {
+                        rw.enterWriting();
+                        if (++writersIn != 1) bad = true;
+                        const int v = ++value;
+                        if (v != value) bad = true;
+                        --writersIn;
+                        rw.leave();
+                    } else {
+                        rw.enterReading();
+                        if (writersIn.load() != 0) bad = true;
+                        const int v = value;
+                        if (v != value) bad = true;
+                        rw.leave();
+                    }
+                }
+            });
+        }
+        for (std::thread& t : threads) t.join();
+        EXPECT_FALSE(bad.load());
+        EXPECT_EQ(value, 20000);
+        EXPECT_EQ(RWMutexInspector::state(rw), 0u);
+        EXPECT_EQ(RWMutexInspector::readCount(rw), 0u);
+    }
 }
 
 TEST(CSemaphore, CountsAndLimits) {

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <memory>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -110,4 +111,50 @@ TEST(CTimeMonotonic, SettingTheWallClockDoesNotMoveIt) {
     EXPECT_LT(msAfterJump - ms, 60000u);
     EXPECT_GE(usAfterJump, us);
     EXPECT_LT(usAfterJump - us, 60000000u);
+}
+
+// The integer units of the nanosecond counter against the double-precision reference: at the
+// edges of whole units, where rounding would first reach the next unit, near 2^53 counts where
+// the integer path stops, and at random.
+TEST(CTimeMonotonic, IntegerUnitsMatchTheDoubleReference) {
+    using Tessaran::Kerna::Detail::countsToUnits;
+    using Tessaran::Kerna::Detail::countsToUnitsReference;
+    const unsigned long long ns = 1000000000ULL;
+    const unsigned long long top = 1ULL << 53;
+    std::vector<unsigned long long> counts = {0, 1, 999, 1000, 999999, 1000000, 1000001,
+                                              top - 1, top, top + 1, ~0ULL};
+    for (unsigned long long perUnit : {1000ULL, 1000000ULL}) {
+        for (unsigned long long k = top / perUnit - 3; k <= top / perUnit + 3; ++k) {
+            counts.push_back(k * perUnit - 1);
+            counts.push_back(k * perUnit);
+        }
+    }
+    std::mt19937_64 random(13);
+    for (int i = 0; i < 200000; ++i) counts.push_back(random() >> (random() % 40));
+    for (unsigned long long c : counts) {
+        ASSERT_EQ(countsToUnitsReference(c, ns, 1000), countsToUnits(c, ns, 1000)) << c;
+        ASSERT_EQ(countsToUnitsReference(c, ns, 1000000), countsToUnits(c, ns, 1000000)) << c;
+    }
+    // Just above 2^53 the double rounds up to the next unit where the integer quotient does not:
+    // the reference's result stands there.
+    EXPECT_EQ(9007199255ULL, countsToUnits(9007199254999999ULL, ns, 1000));
+    EXPECT_EQ(9007199254741ULL, countsToUnits(9007199254740999ULL, ns, 1000000));
+}
+
+// The whole clock on a nanosecond counter gives the same readings with the reference path
+// forced and without.
+TEST(CTimeMonotonic, ReferencePathGivesTheSameReadings) {
+    CounterSeam seam(1000, 1000000000);
+    EXPECT_EQ(0u, CTime::getCurrentMilliSecond());
+    for (unsigned long long elapsed : {999999ULL, 1000000ULL, 123456789012ULL, (1ULL << 53) - 1,
+                                       1ULL << 53, (1ULL << 60) + 999999}) {
+        CounterSeam::value.store(1000 + elapsed);
+        const unsigned long long ms = CTime::getCurrentMilliSecond();
+        const unsigned long long us = CTime::getCurrentMicroSecond();
+        Tessaran::Kerna::Detail::setReferencePathsOnly(true);
+        EXPECT_EQ(ms, CTime::getCurrentMilliSecond()) << elapsed;
+        EXPECT_EQ(us, CTime::getCurrentMicroSecond()) << elapsed;
+        Tessaran::Kerna::Detail::setReferencePathsOnly(false);
+        EXPECT_EQ(static_cast<unsigned long long>(elapsed / 1e6), ms) << elapsed;
+    }
 }

@@ -8,6 +8,9 @@
 #include <string>
 
 #include "ThreadTestSupport.h"
+#include "platform/Lock.h"
+#include "platform/Thread.h"
+#include "platform/Tls.h"
 #include "threads/ThreadInternal.h"
 #include "kerna/kerna3/Thread.h"
 
@@ -70,7 +73,8 @@ TEST(CThread, StateMachineWalk) {
 
     ASSERT_TRUE(thread.createThread());
     EXPECT_FALSE(thread.isThreadOver());
-    ASSERT_TRUE(waitUntil([&] { return thread.getThreadID() != -1; }));
+    // The body sets the identifier a few steps before threadProc runs: wait for threadProc.
+    ASSERT_TRUE(waitUntil([&] { return thread.runs.load() == 1; }));
     const int id = thread.getThreadID();
     EXPECT_EQ(id, thread.seenId.load());
     EXPECT_TRUE(CThreadManager::instance()->hasThread(id));
@@ -309,4 +313,39 @@ TEST(CThreadLite, DeletedFromItsOwnThread) {
                     .Times(1));
     // The body ends after the owner went, and leaves the registry.
     EXPECT_TRUE(waitUntil([] { return !registryHasName("Orphan"); }));
+}
+
+namespace {
+
+std::atomic<int> g_entryTid{0};
+std::atomic<bool> g_entryRelease{false};
+
+void recordTidAndWait(void*) {
+    g_entryTid.store(static_cast<int>(Tessaran::Kerna::Detail::Platform::currentThreadId()));
+    while (!g_entryRelease.load()) Tessaran::Kerna::Detail::Platform::sleepMs(1);
+}
+
+}  // namespace
+
+// The platform start returns only once the new thread has published its identifier, which
+// createThread needs at once to set the priority; the record then reports the body running until
+// it ends.
+TEST(PlatformThread, StartPublishesTheIdentifierBeforeItReturns) {
+    namespace Platform = Tessaran::Kerna::Detail::Platform;
+    g_entryTid.store(0);
+    g_entryRelease.store(false);
+    int error = -1;
+    Platform::ThreadHandle* handle = Platform::startThread(&recordTidAndWait, nullptr, 0, &error);
+    ASSERT_NE(nullptr, handle);
+    EXPECT_EQ(0, error);
+    const int tid = Platform::threadIdOf(handle);  // read at once, without waiting
+    EXPECT_GT(tid, 0);
+    ASSERT_TRUE(waitUntil([] { return g_entryTid.load() != 0; }));
+    EXPECT_EQ(tid, g_entryTid.load());
+    EXPECT_FALSE(Platform::waitThread(handle, 1));  // still running: the wait times out
+    EXPECT_EQ(Platform::kThreadStillActive, Platform::threadExitCode(handle));
+    g_entryRelease.store(true);
+    EXPECT_TRUE(Platform::waitThread(handle, 10000));
+    EXPECT_EQ(0u, Platform::threadExitCode(handle));
+    Platform::closeThread(handle);
 }

@@ -15,8 +15,9 @@ namespace Kerna {
 class RWMutexInternal;
 class RWMutexInspector;
 
-/// The two modes of CReadWriteMutex.
-enum RWPriority { priorityDefault = 0, priorityWriter = 1 };
+/// The two modes of CReadWriteMutex. The underlying type is int, so that any int value converts
+/// to it (the constructor refuses the others).
+enum RWPriority : int { priorityDefault = 0, priorityWriter = 1 };
 
 /// Readers-writer lock. A thread must not ask for a write hold while it has a read hold (it would
 /// wait for ever). In priorityDefault mode a writer may also take a read hold; its first leave()

@@ -97,8 +97,8 @@ private:
 /// (MallocFailStatus), and logs at level 4. The callback runs on the failing thread under the
 /// slot's lock (other threads' failures wait for it). It may make packets: a failure inside
 /// the callback on the same thread logs its lines and gives an invalid packet, but does not
-/// call the callback again. Not exported from the shared library: for code built together
-/// with the library's objects.
+/// call the callback again. A source-level interface: not exported from libkerna.so; it comes
+/// with the static companion library kerna_source.
 void setPacketFailCallback(Kerna::TFunction1<void, int> callback);
 
 }  // namespace Memory

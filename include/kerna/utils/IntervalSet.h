@@ -5,8 +5,8 @@
 // touches; removing a range cuts or splits what it covers. Each update costs two binary searches
 // and at most one move of the tail of one vector.
 //
-// A source-level interface: the class is not exported from libkerna.so; code that uses it links
-// the library's objects.
+// A source-level interface: the class is not exported from libkerna.so; it comes with the static
+// companion library kerna_source (CMake target Kerna::kerna_source, pkg-config kerna_source).
 
 #ifndef KERNA_UTILS_INTERVALSET_H_
 #define KERNA_UTILS_INTERVALSET_H_

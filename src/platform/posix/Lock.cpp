@@ -71,7 +71,8 @@ void Lock::resetAfterFork() { initRecursive(m_storage); }
 Lock::~Lock() { pthread_mutex_destroy(reinterpret_cast<pthread_mutex_t*>(m_storage)); }
 void Lock::enter() { pthread_mutex_lock(reinterpret_cast<pthread_mutex_t*>(m_storage)); }
 bool Lock::tryEnter() { return pthread_mutex_trylock(reinterpret_cast<pthread_mutex_t*>(m_storage)) == 0; }
-void Lock::leave() { pthread_mutex_unlock(reinterpret_cast<pthread_mutex_t*>(m_storage)); }
+// A recursive mutex refuses the unlock of a thread that does not hold it (EPERM).
+bool Lock::leave() { return pthread_mutex_unlock(reinterpret_cast<pthread_mutex_t*>(m_storage)) == 0; }
 
 PlainLock::PlainLock() { pthread_mutex_init(new (m_storage) pthread_mutex_t, nullptr); }
 PlainLock::~PlainLock() { pthread_mutex_destroy(reinterpret_cast<pthread_mutex_t*>(m_storage)); }

@@ -9,3 +9,8 @@ target_sources(kerna_obj PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/File.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Module.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Fork.cpp)
+target_sources(kerna_obj PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/LocalTime.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/SystemMutex.cpp)
+# Holds no state: the older ExitThread of the companion library carries a copy.
+kerna_source_level(${CMAKE_CURRENT_LIST_DIR}/ThreadExit.cpp)
