@@ -1,9 +1,11 @@
 // Log.cpp
 //
 // The library's own log call: the source position of KERNA_LOG turned into the file and function
-// texts of a line.
+// texts of a line, and the lines a thread keeps while it holds a library lock.
 #include "base/Log.h"
 
+#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 namespace Tessaran {
@@ -70,15 +72,97 @@ const char* sourceName(const char* file, char* out, unsigned size) {
     return out;
 }
 
-int logAt(int level, const char* file, const char* prettyFunction, int line, const char* format, ...) {
-    if (!printWouldPass(level)) return 0;
+// One kept line: its position and its whole message, already formatted.
+struct LineAfterLock {
+    LineAfterLock* next;
+    int level;
+    const char* file;            // __FILE__ texts and function names are literals
+    const char* prettyFunction;
+    int line;
+    char text[1];                // the message, as long as it needs to be
+};
+
+__attribute__((tls_model("initial-exec"))) thread_local LinesAfterLockState t_linesAfterLock = {0, nullptr, nullptr};
+
+namespace {
+
+int print(int level, const char* file, const char* prettyFunction, int line, const char* format,
+          va_list args) {
     char fileText[128];
     char functionText[256];
+    return logFilterEx(level, "Unknown", sourceName(file, fileText, sizeof fileText),
+                       functionName(prettyFunction, functionText, sizeof functionText), line,
+                       "Unknown", format, args);
+}
+
+int printText(int level, const char* file, const char* prettyFunction, int line, const char* format,
+              ...) {
     va_list args;
     va_start(args, format);
-    const int n = logFilterEx(level, "Unknown", sourceName(file, fileText, sizeof fileText),
-                              functionName(prettyFunction, functionText, sizeof functionText), line,
-                              "Unknown", format, args);
+    const int n = print(level, file, prettyFunction, line, format, args);
+    va_end(args);
+    return n;
+}
+
+void hold(int level, const char* file, const char* prettyFunction, int line, const char* format,
+          va_list args) {
+    va_list measure;
+    va_copy(measure, args);
+    const int length = vsnprintf(nullptr, 0, format, measure);
+    va_end(measure);
+    if (length < 0) return;  // the formatter refuses: nothing would be printed either
+    LineAfterLock* held = static_cast<LineAfterLock*>(malloc(sizeof(LineAfterLock) + static_cast<size_t>(length)));
+    if (held == nullptr) return;
+    vsnprintf(held->text, static_cast<size_t>(length) + 1, format, args);
+    held->next = nullptr;
+    held->level = level;
+    held->file = file;
+    held->prettyFunction = prettyFunction;
+    held->line = line;
+    LineAfterLock** end = t_linesAfterLock.end != nullptr ? t_linesAfterLock.end : &t_linesAfterLock.first;
+    *end = held;
+    t_linesAfterLock.end = &held->next;
+}
+
+}  // namespace
+
+void printLinesAfterLock() {
+    LinesAfterLockState& state = t_linesAfterLock;
+    // Take the list first: a printer or listener may log, or open a scope of its own.
+    LineAfterLock* held = state.first;
+    state.first = nullptr;
+    state.end = nullptr;
+    while (held != nullptr) {
+        LineAfterLock* next = held->next;
+        printText(held->level, held->file, held->prettyFunction, held->line, "%s", held->text);
+        free(held);
+        held = next;
+    }
+}
+
+void writeLinesAfterLock(std::FILE* stream) {
+    LinesAfterLockState& state = t_linesAfterLock;
+    LineAfterLock* held = state.first;
+    state.first = nullptr;
+    state.end = nullptr;
+    while (held != nullptr) {
+        LineAfterLock* next = held->next;
+        std::fputs(held->text, stream);
+        free(held);
+        held = next;
+    }
+}
+
+int logAt(int level, const char* file, const char* prettyFunction, int line, const char* format, ...) {
+    if (!printWouldPass(level)) return 0;
+    va_list args;
+    va_start(args, format);
+    int n = 0;
+    if (t_linesAfterLock.depth > 0) {
+        hold(level, file, prettyFunction, line, format, args);
+    } else {
+        n = print(level, file, prettyFunction, line, format, args);
+    }
     va_end(args);
     return n;
 }

@@ -1,22 +1,27 @@
 // ProcessObject.h
 //
 // The one way the library keeps a process-wide object (thread registry, timer manager, error
-// table, packet managers, ...). The object is built once, by double-checked creation on a
-// creation lock of its own, and is never destroyed: at process exit its exit routine quiesces it
-// (stops its threads and timers, closes what must be closed) but the memory and the holder stay.
-// So a thread that still runs while the exit routines run, a handle released by a static
-// destructor after them, or a print listener that reaches the object during exit always finds
-// the same object, and nothing is ever built a second time. The object stays reachable from its
-// holder, so leak checkers count it as still reachable, not lost.
+// table, print-path state, packet managers, ...). The object is built once, by double-checked
+// creation under the process lock, and is never destroyed: at process exit its exit routine
+// quiesces it (stops its threads and timers, closes what must be closed) but the memory and the
+// holder stay. So a thread that still runs while the exit routines run, a handle released by a
+// static destructor after them, or a print listener that reaches the object during exit always
+// finds the same object, and nothing is ever built a second time. The object stays reachable
+// from its holder, so leak checkers count it as still reachable, not lost.
+//
+// All objects are built under one lock, the process lock of the platform (re-enterable, so a
+// constructor may use other process-wide objects, which are then built inside it). A fork waits
+// for that lock, so no child ever sees an object half built.
 //
 // A type kept this way provides:
-//   - a default constructor that prints nothing (a print listener may call the library again,
-//     and would find the object not yet published);
-//   - void published():     runs once on the building thread right after the object is
-//                           published and the creation lock is left; the place for lines about
-//                           the construction;
+//   - a default constructor, reachable by ProcessObject. Lines it prints (and lines of objects
+//     built inside it) are kept and printed, in order, once the object is published and the
+//     lock is left: a listener that reaches the object finds it;
+//   - void published():     runs once on the building thread after the object is published,
+//                           the lock is left and the constructor's lines are out;
 //   - void atProcessExit(): the exit routine's work; runs at most once; must leave the object
 //                           usable by late callers (a stopped timer manager still answers).
+// ProcessObjectName<T> names the function that the "atexit failed!" line reports.
 #ifndef KERNA_SRC_BASE_PROCESSOBJECT_H_
 #define KERNA_SRC_BASE_PROCESSOBJECT_H_
 
@@ -24,11 +29,18 @@
 
 #include "base/ExitRoutine.h"
 #include "base/Log.h"
-#include "kerna/kerna3/Mutex.h"
+#include "kerna/kerna3/Mutex.h"  // for the types kept this way, which mostly hold one
+#include "platform/Fork.h"
 
 namespace Tessaran {
 namespace Kerna {
 namespace Detail {
+
+/// The function name of the line "atexit failed!" of T's holder; specialise it per type.
+template <class T>
+struct ProcessObjectName {
+    static constexpr const char* value = "Tessaran::Kerna::Detail::ProcessObject::get";
+};
 
 template <class T>
 class ProcessObject {
@@ -46,30 +58,39 @@ public:
     static bool exited() { return s_exited.load(std::memory_order_acquire); }
 
 private:
-    static CMutex& creationLock() {
-        static CMutex* lock = new CMutex;  // never destroyed: creation may happen during exit
-        return *lock;
-    }
+    class ProcessLockGuard {
+    public:
+        ProcessLockGuard() { Platform::enterProcessLock(); }
+        ~ProcessLockGuard() { Platform::leaveProcessLock(); }
+        ProcessLockGuard(const ProcessLockGuard&) = delete;
+        ProcessLockGuard& operator=(const ProcessLockGuard&) = delete;
+    };
 
     static T* build() {
         T* object;
-        bool refused;
         {
-            CGuard guard(creationLock());
-            object = s_object.load(std::memory_order_acquire);
-            if (object != nullptr) return object;
-            // The constructor runs under the creation lock; a re-entry from the same thread
-            // (which the re-enterable lock would let through) would build a second object.
-            KERNA_ASSERT_MSG(!s_building.load(std::memory_order_relaxed),
-                             "a process-wide object is used by its own constructor");
-            s_building.store(true, std::memory_order_relaxed);
-            object = new T;
-            s_building.store(false, std::memory_order_relaxed);
-            s_object.store(object, std::memory_order_release);
-            refused = !registerExitRoutine(&ProcessObject::atExit);
+            // The constructor's lines (and those of objects built inside it) print once the
+            // lock is left and the object is published, in order.
+            LinesAfterLock held;
+            bool refused;
+            {
+                ProcessLockGuard guard;
+                object = s_object.load(std::memory_order_acquire);
+                if (object != nullptr) return object;
+                // A re-entry from the same thread (which the re-enterable lock lets through)
+                // would build a second object.
+                KERNA_ASSERT_MSG(!s_building.load(std::memory_order_relaxed),
+                                 "a process-wide object is used by its own constructor");
+                s_building.store(true, std::memory_order_relaxed);
+                object = new T;
+                s_building.store(false, std::memory_order_relaxed);
+                s_object.store(object, std::memory_order_release);
+                refused = !registerExitRoutine(&ProcessObject::atExit);
+            }
+            if (refused && printWouldPass(4)) {
+                logAt(4, __FILE__, ProcessObjectName<T>::value, __LINE__, "atexit failed!\n");
+            }
         }
-        // Lines only now: no lock held, the object reachable by a listener that wants it.
-        if (refused) KERNA_LOG(4, "atexit failed!\n");
         object->published();
         return object;
     }

@@ -1,20 +1,23 @@
 // Error.cpp
 //
 // The last error of each thread, in one thread-local slot for the process, and the message table,
-// a process-wide map from code to text behind a lock, made on first use and dropped at exit.
+// a process-wide map from code to text behind a lock, made on first use and kept to the end of
+// the process (threads and exit routines may still read and add rows while the process exits,
+// and a text once handed out stays valid until its row is replaced).
 
 #include "kerna/kerna3/Error.h"
 
-#include <atomic>
 #include <cstdint>
-#include <cstdlib>
 #include <map>
 #include <string>
 
-#include "foundation/ErrorTable.h"
 #include "base/Log.h"
+#include "base/ProcessObject.h"
+#include "foundation/ErrorTable.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/ThreadSpecific.h"
+#include "platform/Fork.h"
+#include "sync/MutexAccess.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -43,63 +46,64 @@ const ErrorRow kLibraryErrorRows[] = {
 const size_t kLibraryErrorRowCount = sizeof(kLibraryErrorRows) / sizeof(kLibraryErrorRows[0]);
 
 namespace {
-std::atomic<bool> g_libraryRowsInstalled{false};
-}  // namespace
 
 // Each thread's value is stored in the slot's pointer-sized word itself.
-CThreadSpecific& lastErrorSlot() {
-    static CThreadSpecific* const slot = new CThreadSpecific();
-    return *slot;
-}
+struct LastErrorSlot {
+    CThreadSpecific slot;
+    void published() {}
+    void atProcessExit() {}
+};
+
+struct MessageTable {
+    CMutex lock;
+    std::map<int32_t, std::string> texts;
+    bool libraryRowsInstalled = false;  // under lock
+    MessageTable() { keepLockAcrossFork<MessageTable>(Platform::forkRankPrint); }
+    void published() {}
+    void atProcessExit() {}
+};
+
+}  // namespace
+
+template <>
+struct ProcessObjectName<MessageTable> {
+    static constexpr const char* value = "Tessaran::Kerna::getErrMsg";
+};
+
+CThreadSpecific& lastErrorSlot() { return ProcessObject<LastErrorSlot>::get()->slot; }
 
 bool installLibraryErrorMessages() {
-    if (g_libraryRowsInstalled.exchange(true, std::memory_order_acq_rel)) return false;
+    // Under the table's lock for the whole installation (it is re-enterable): a second caller
+    // waits until the rows are there.
+    MessageTable& table = *ProcessObject<MessageTable>::get();
+    CGuard guard(table.lock);
+    if (table.libraryRowsInstalled) return false;
     for (size_t i = 0; i < kLibraryErrorRowCount; ++i) {
         setErrMsg(kLibraryErrorRows[i].code, kLibraryErrorRows[i].text);
     }
+    table.libraryRowsInstalled = true;
     return true;
+}
+
+void forgetLibraryErrorMessages() {
+    MessageTable& table = *ProcessObject<MessageTable>::get();
+    CGuard guard(table.lock);
+    for (size_t i = 0; i < kLibraryErrorRowCount; ++i) table.texts.erase(kLibraryErrorRows[i].code);
+    table.libraryRowsInstalled = false;
 }
 
 }  // namespace Detail
 
 namespace {
 
-struct MessageTable {
-    CMutex lock;
-    std::map<int32_t, std::string> texts;
-};
-
-std::atomic<MessageTable*> g_table{nullptr};
-
-CMutex& tableCreationLock() {
-    static CMutex* const lock = new CMutex();
-    return *lock;
-}
-
-void resetMessageTable() {
-    CGuard guard(tableCreationLock());
-    delete g_table.exchange(nullptr, std::memory_order_acq_rel);
-}
-
-MessageTable& messageTable() {
-    MessageTable* table = g_table.load(std::memory_order_acquire);
-    if (table != nullptr) return *table;
-    CGuard guard(tableCreationLock());
-    table = g_table.load(std::memory_order_acquire);
-    if (table == nullptr) {
-        table = new MessageTable();
-        g_table.store(table, std::memory_order_release);
-        if (std::atexit(resetMessageTable) != 0) KERNA_LOG(4, "atexit failed!\n");
-    }
-    return *table;
-}
+Detail::MessageTable& messageTable() { return *Detail::ProcessObject<Detail::MessageTable>::get(); }
 
 const char kEmptyText[] = "";
 
 }  // namespace
 
 size_t Detail::errorMessageCount() {
-    MessageTable& table = messageTable();
+    Detail::MessageTable& table = messageTable();
     CGuard guard(table.lock);
     return table.texts.size();
 }
@@ -115,26 +119,26 @@ int getLastError() {
 }
 
 void setErrMsg(int code, const char* text) {
-    MessageTable& table = messageTable();
+    Detail::MessageTable& table = messageTable();
     CGuard guard(table.lock);
     table.texts[code] = text != nullptr ? text : "";
 }
 
 const char* getErrMsg(int code) {
-    MessageTable& table = messageTable();
+    Detail::MessageTable& table = messageTable();
     CGuard guard(table.lock);
     const auto found = table.texts.find(code);
     return found != table.texts.end() ? found->second.c_str() : kEmptyText;
 }
 
 void setErrorMessage(int code, const String& text) {
-    MessageTable& table = messageTable();
+    Detail::MessageTable& table = messageTable();
     CGuard guard(table.lock);
     table.texts[code].assign(text.c_str(), text.size());
 }
 
 String getErrorMessage(int code) {
-    MessageTable& table = messageTable();
+    Detail::MessageTable& table = messageTable();
     CGuard guard(table.lock);
     const auto found = table.texts.find(code);
     if (found == table.texts.end()) return String();

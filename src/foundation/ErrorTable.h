@@ -37,6 +37,10 @@ bool installLibraryErrorMessages();
 /// Number of rows in the message table, for tests that check that look-ups do not add rows.
 size_t errorMessageCount();
 
+/// Puts the table back to before the installation: the library's rows go, and the next
+/// installLibraryErrorMessages installs them again. Only for tests.
+void forgetLibraryErrorMessages();
+
 }  // namespace Detail
 }  // namespace Kerna
 }  // namespace Tessaran

@@ -15,10 +15,13 @@
 #include <string>
 
 #include "base/Log.h"
+#include "base/ProcessObject.h"
 #include "foundation/LogSettings.h"
 #include "foundation/PrintState.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/PrintLog.h"
+#include "platform/Fork.h"
+#include "sync/MutexAccess.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -29,11 +32,11 @@ namespace {
 struct LogSettingsState {
     CMutex lock;
     LogFileSettings settings;
+    LogSettingsState() { keepLockAcrossFork<LogSettingsState>(Platform::forkRankPrint); }
+    void published() {}
+    void atProcessExit() {}
 };
-LogSettingsState& logSettingsState() {
-    static LogSettingsState* state = new LogSettingsState;  // lives to the end of the process
-    return *state;
-}
+LogSettingsState& logSettingsState() { return *ProcessObject<LogSettingsState>::get(); }
 std::atomic<bool> g_logFileEnabled{false};
 std::atomic<uint32_t> g_generation{0};
 
@@ -170,10 +173,7 @@ void setLogPath(const char* path) {
 }
 
 // The switches that show or hide a part of the prefix write both option records.
-void setOption(bool PrintOptions::*field, bool value) {
-    Detail::g_printOptions.*field = value;
-    Detail::g_consoleOptions.*field = value;
-}
+void setOption(bool PrintOptions::*field, bool value) { Detail::writePrintOption(field, value); }
 
 void runCommand(int argc, char* const* argv) {
     const char* command = argv[0];

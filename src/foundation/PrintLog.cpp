@@ -12,13 +12,16 @@
 #include <memory>
 #include <vector>
 
+#include "base/ProcessObject.h"
 #include "foundation/PrintState.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/legacy/LogShortForms.h"
 #include "kerna/kerna3/ThreadSpecific.h"
 #include "platform/Console.h"
+#include "platform/Fork.h"
 #include "platform/Tls.h"
 #include "platform/WallClock.h"
+#include "sync/MutexAccess.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -26,8 +29,8 @@ namespace Kerna {
 namespace {
 
 using Detail::g_colorReset;
-using Detail::g_consoleOptions;
 using Detail::g_lineComplete;
+using Detail::ProcessObject;
 
 const int lineBufferSize = 8192;
 
@@ -51,11 +54,11 @@ struct Outputs {
 struct OutputState {
     CMutex lock;
     std::shared_ptr<const Outputs> outputs = std::make_shared<Outputs>();
+    OutputState() { Detail::keepLockAcrossFork<OutputState>(Detail::Platform::forkRankPrint); }
+    void published() {}
+    void atProcessExit() {}
 };
-OutputState& outputState() {
-    static OutputState* state = new OutputState;  // lives to the end of the process
-    return *state;
-}
+OutputState& outputState() { return *ProcessObject<OutputState>::get(); }
 
 std::shared_ptr<const Outputs> snapshotOutputs() {
     OutputState& s = outputState();
@@ -64,10 +67,12 @@ std::shared_ptr<const Outputs> snapshotOutputs() {
 }
 
 // The per-thread flag that is set while the thread is inside logFilterEx.
-CThreadSpecific& reentryFlag() {
-    static CThreadSpecific* flag = new CThreadSpecific;
-    return *flag;
-}
+struct ReentryFlag {
+    CThreadSpecific slot;
+    void published() {}
+    void atProcessExit() {}
+};
+CThreadSpecific& reentryFlag() { return ProcessObject<ReentryFlag>::get()->slot; }
 
 // The flag's value inside logFilterEx.
 void* const insidePrint = reinterpret_cast<void*>(1);
@@ -171,26 +176,32 @@ void outputLine(int level, const char* line) {
     for (const Listener& listener : outputs->listeners) listener(line);
 }
 
-// Formats the message behind the prefix; returns the full length the whole line needs.
+// Formats the message behind the prefix, filling at most the first 8191 bytes of the buffer (the
+// last one stays a terminator); returns the full length the whole line needs.
 int formatMessage(char* buf, int prefixLength, const char* format, va_list args) {
-    const int room = lineBufferSize - 1 - prefixLength;
+    const int room = lineBufferSize - prefixLength;  // characters up to byte 8190, then the terminator
     int length = prefixLength;
-    if (room > 0) {
+    if (room > 1) {
         const int n = vsnprintf(buf + prefixLength, static_cast<size_t>(room), format, args);
         if (n > 0) length += n;
     }
     return length;
 }
 
+// A line that was cut counts as complete; one that fits (8191 characters at most) is complete when
+// its last character is a line feed.
 void updateLineComplete(const char* buf, int length) {
-    const bool complete = length >= lineBufferSize ||
-                          (length >= 1 && length < lineBufferSize - 1 && buf[length - 1] == '\n');
+    const bool complete =
+        length >= lineBufferSize || (length >= 1 && buf[length - 1] == '\n');
     g_lineComplete.store(complete ? 1 : 0, std::memory_order_relaxed);
 }
 
 int shortForm(int level, const char* format, va_list args) {
     return logFilterEx(level, "Unknown", "Unknown", "", 0, "", format, args);
 }
+
+int buildPrefix(const PrintOptions& options, char* buf, int size, int level, const char* libName,
+                const char* file, const char* func, int line, const char* version, TimeRecord* now);
 
 }  // namespace
 
@@ -215,15 +226,23 @@ int logFilterEx(int level, const char* libName, const char* file, const char* fu
     if (!Detail::modulePasses(libName)) return 0;
 
     const char* fileName = cutFile(file, false);
-    const char* printedVersion = (!Detail::g_printOptions.noVersion && version) ? version : "";
+    if (Kerna_getPrintOption() == nullptr) {
+        printf("[%s:%s:%d]Printlog Error, pPrintOption is NULL.\n", orNull(fileName), orNull(func), line);
+        return 0;
+    }
+    // One setting of both option records for the whole line.
+    PrintOptions options;
+    PrintOptions console;
+    Detail::readOptionRecords(options, console);
+    const char* printedVersion = (!options.noVersion && version) ? version : "";
 
     // The prefix and the message are each terminated as they are written, so the buffer needs
     // no clearing beyond its first byte.
     char buf[lineBufferSize];
     buf[0] = '\0';
     TimeRecord now;
-    const int prefix = Kerna_logOptionControl(buf, lineBufferSize - 1, level, libName, fileName, func,
-                                              line, printedVersion, &now);
+    const int prefix = buildPrefix(console, buf, lineBufferSize - 1, level, libName, fileName, func,
+                                   line, printedVersion, &now);
     if (prefix < 0) return 0;
     int length = formatMessage(buf, prefix, format, args);
     updateLineComplete(buf, length);
@@ -235,7 +254,7 @@ int logFilterEx(int level, const char* libName, const char* file, const char* fu
         buf[lineBufferSize - 1] = '\0';
         length = lineBufferSize;
     }
-    if (!Detail::g_printOptions.noLogFile) Detail::writeLogFile(buf, length, now);
+    if (!options.noLogFile) Detail::writeLogFile(buf, length, now);
     if (Detail::g_moduleStatistics.load(std::memory_order_relaxed)) {
         Detail::addStatistics(libName, static_cast<uint64_t>(length));
     }
@@ -288,14 +307,11 @@ bool detachPrint(TFunction1<bool, const char*> proc) {
     return false;
 }
 
-void setPrintOptions(PrintOptions options) {
-    Detail::g_printOptions = options;
-    memcpy(&Detail::g_consoleOptions, &options, 13);
-}
+void setPrintOptions(PrintOptions options) { Detail::writePrintOptions(options); }
 
 int getPrintOptions(PrintOptions* options) {
     if (options == nullptr) return -1;
-    *options = Detail::g_printOptions;
+    *options = Detail::readPrintOptions();
     return 0;
 }
 
@@ -333,6 +349,7 @@ int logLibName(int level, const char* libName, const char* format, ...) {
 namespace Detail {
 
 void assertionFailed(const char* expression, const char* function, const char* file, long line) {
+    writeLinesAfterLock(stderr);  // what a lock held back is not lost with the process
     fprintf(stderr, "***** Internal Program Error - assertion (%s) failed in %s: %s(%ld)\n",
             orNull(expression), orNull(function), orNull(file), line);
     logInfo("custom_abort");
@@ -341,6 +358,7 @@ void assertionFailed(const char* expression, const char* function, const char* f
 
 void assertionFailedMsg(const char* expression, const char* message, const char* function,
                         const char* file, long line) {
+    writeLinesAfterLock(stderr);
     fprintf(stderr, "***** Internal Program Error - assertion (%s) failed in %s: %s(%ld): %s\n",
             orNull(expression), orNull(function), orNull(file), line, orNull(message));
     logInfo("custom_abort");
@@ -414,11 +432,24 @@ extern "C" {
 
 int Kerna_logOptionControl(char* buf, int size, int level, const char* libName, const char* file,
                            const char* func, int line, const char* version, TimeRecord* now) {
-    const PrintOptions* o = static_cast<const PrintOptions*>(Kerna_getPrintOption());
-    if (o == nullptr) {
+    if (Kerna_getPrintOption() == nullptr) {
         printf("[%s:%s:%d]Printlog Error, pPrintOption is NULL.\n", orNull(file), orNull(func), line);
         return -1;
     }
+    return buildPrefix(Detail::readConsoleOptions(), buf, size, level, libName, file, func, line,
+                       version, now);
+}
+
+}  // extern "C"
+
+namespace Tessaran {
+namespace Kerna {
+namespace {
+
+// The prefix of a line under one setting of the console options.
+int buildPrefix(const PrintOptions& options, char* buf, int size, int level, const char* libName,
+                const char* file, const char* func, int line, const char* version, TimeRecord* now) {
+    const PrintOptions* o = &options;
     const Detail::Platform::ClockFields t = Detail::Platform::wallClock().readLocal();
     if (now != nullptr) {
         memset(now, 0, sizeof *now);
@@ -516,24 +547,29 @@ int Kerna_logOptionControl(char* buf, int size, int level, const char* libName, 
     return w.length();
 }
 
+}  // namespace
+}  // namespace Kerna
+}  // namespace Tessaran
+
+extern "C" {
+
 void Kerna_print(int /*level*/, const char* text) {
     if (text != nullptr) Detail::Platform::writeConsole(text);
 }
 
 void Kerna_resetcolor() {
-    const PrintOptions* o = static_cast<const PrintOptions*>(Kerna_getPrintOption());
-    if (o == nullptr) {
+    if (Kerna_getPrintOption() == nullptr) {
         printf("[%s:%s:%d]Printlog Error, pPrintOption is NULL.\n", "PrintLog", "Kerna_resetcolor", __LINE__);
         return;
     }
     if (g_lineComplete.load(std::memory_order_relaxed) == 0) return;
-    if (o->noColor && g_colorReset.load(std::memory_order_relaxed) == 1) return;
+    if (Detail::consoleNoColor() && g_colorReset.load(std::memory_order_relaxed) == 1) return;
     Detail::Platform::flushConsole();
     Detail::Platform::setConsoleAttribute(g_savedAttribute.load(std::memory_order_relaxed));
     g_colorReset.store(1, std::memory_order_relaxed);
 }
 
-void* Kerna_getPrintOption() { return &g_consoleOptions; }
+void* Kerna_getPrintOption() { return Detail::consoleOptionsRecord(); }
 
 int Kerna_logFilter(int level, const char* libName, const char* file, const char* func, int line,
                     const char* version, const char* format, ...) {

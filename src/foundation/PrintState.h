@@ -1,8 +1,9 @@
 // PrintState.h
 //
 // The process-wide state of the print path, for the units that change it (log control, the
-// switches of the logfilter language) and for the hot-path level test. Everything here is
-// constant-initialised, so it is valid before any start-up code runs.
+// switches of the logfilter language) and for the hot-path level test. The values here are
+// constant-initialised, so they are valid before any start-up code runs; the maps and lists with
+// their locks are process-wide objects made on first use.
 #ifndef KERNA_SRC_FOUNDATION_PRINTSTATE_H_
 #define KERNA_SRC_FOUNDATION_PRINTSTATE_H_
 
@@ -21,9 +22,23 @@ namespace Detail {
 /// Line state of the console layer.
 extern std::atomic<int> g_lineComplete;
 extern std::atomic<int> g_colorReset;
-/// The record setPrintOptions and getPrintOptions work on, and the console copy.
-extern PrintOptions g_printOptions;
-extern PrintOptions g_consoleOptions;
+/// The record setPrintOptions and getPrintOptions work on, and the console copy (whose address
+/// Kerna_getPrintOption gives). Written only through the functions below; a reader gets one
+/// consistent record without a lock (a count of writes tells it to read again when a writer was
+/// at work meanwhile), so a line never mixes options of two settings.
+PrintOptions readPrintOptions();
+/// The console copy's switches (its reserved bytes read as zero).
+PrintOptions readConsoleOptions();
+/// The switches of both records as they were at one moment (a line is built from one setting of
+/// them); the reserved bytes read as zero.
+void readOptionRecords(PrintOptions& record, PrintOptions& console);
+/// The console copy's noColor switch alone.
+bool consoleNoColor();
+PrintOptions* consoleOptionsRecord();
+/// Writes the record and the 13 used bytes of the console copy.
+void writePrintOptions(const PrintOptions& options);
+/// Writes one switch in both records.
+void writePrintOption(bool PrintOptions::*field, bool value);
 /// Module statistics on or off.
 extern std::atomic<bool> g_moduleStatistics;
 

@@ -22,6 +22,10 @@ void setConsoleAttribute(int attribute);
 void flushConsole();
 /// Writes text to standard output.
 void writeConsole(const char* text);
+/// For tests: with a sink, the console counts as a terminal and everything it would write to
+/// standard output (text and colour codes, in order) goes to the sink instead; null puts
+/// standard output back.
+void setConsoleSink(void (*sink)(const char* text));
 
 }  // namespace Platform
 }  // namespace Detail

@@ -23,6 +23,10 @@ public:
     void enter();
     bool tryEnter();  ///< true if taken at once, also by the holder
     bool leave();     ///< false (nothing changes) when the caller does not hold the lock
+    /// In a forked child: makes the lock free, whoever held it in the parent (the holder is
+    /// gone, or is the forking thread under a new identifier). Only while no other thread
+    /// can touch the lock.
+    void resetAfterFork();
 
 private:
     alignas(8) unsigned char m_storage[48];
@@ -37,6 +41,8 @@ public:
     PlainLock& operator=(const PlainLock&) = delete;
     void enter();
     void leave();
+    /// As Lock::resetAfterFork.
+    void resetAfterFork();
 
 private:
     alignas(8) unsigned char m_storage[48];

@@ -22,6 +22,8 @@ void* tlsGet(uint32_t index);
 
 /// The kernel's id of the calling thread (cached per thread: reading it is cheap).
 uint32_t currentThreadId();
+/// Reads the calling thread's id afresh (in a forked child, whose thread has a new one).
+void refreshCurrentThreadId();
 /// The process id.
 uint32_t currentProcessId();
 

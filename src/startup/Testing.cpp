@@ -10,6 +10,7 @@
 
 #include "time/Calendar.h"
 #include "platform/Clock.h"
+#include "platform/Fork.h"
 #include "platform/WallClock.h"
 
 namespace Tessaran {
@@ -90,6 +91,11 @@ public:
         return m_bias;
     }
 
+    // Around a fork: every line's prefix reads this clock, so a child must not find its lock
+    // held by a thread that did not come along.
+    void lockForFork() { m_lock.lock(); }
+    void unlockAfterFork() { m_lock.unlock(); }
+
 private:
     int64_t nowLocked() const {
         const uint64_t elapsed = Detail::Platform::monotonicTicks() - m_baseTicks;
@@ -121,8 +127,19 @@ private:
     uint64_t m_sets = 0;
 };
 
+SimulatedClock& simulated();
+
+void lockSimulatedForFork() { simulated().lockForFork(); }
+void unlockSimulatedAfterFork() { simulated().unlockAfterFork(); }
+
 SimulatedClock& simulated() {
-    static SimulatedClock* clock = new SimulatedClock;  // never freed: readers may still hold it
+    static SimulatedClock* clock = [] {
+        // A plain mutex, held by the forking thread itself: the child may leave it as it is.
+        Detail::Platform::addForkHandlers(Detail::Platform::forkRankWallClock,
+                                          &lockSimulatedForFork, &unlockSimulatedAfterFork,
+                                          &unlockSimulatedAfterFork);
+        return new SimulatedClock;  // never freed: readers may still hold it
+    }();
     return *clock;
 }
 

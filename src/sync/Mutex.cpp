@@ -4,6 +4,7 @@
 #include "kerna/kerna3/Mutex.h"
 
 #include "platform/Lock.h"
+#include "sync/MutexAccess.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -28,6 +29,8 @@ bool CMutex::leave() {
     m_internal->lock.leave();
     return true;
 }
+
+void Detail::MutexAccess::resetAfterFork(CMutex& mutex) { mutex.m_internal->lock.resetAfterFork(); }
 
 }  // namespace Kerna
 }  // namespace Tessaran

@@ -6,6 +6,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include "base/ProcessObject.h"
 #include "sync/FunctionReuse.h"
 #include "kerna/kerna3/Function.h"
 #include "kerna/kerna3/PrintLog.h"
@@ -39,10 +40,15 @@ unsigned long long getCurrectProcessID() { return Detail::Platform::currentProce
 
 namespace Detail {
 
-CThreadSpecific& functionReuseSlot() {
-    static CThreadSpecific* slot = new CThreadSpecific;  // lives to the end of the process
-    return *slot;
-}
+namespace {
+struct FunctionReuseSlot {
+    CThreadSpecific slot;
+    void published() {}
+    void atProcessExit() {}
+};
+}  // namespace
+
+CThreadSpecific& functionReuseSlot() { return ProcessObject<FunctionReuseSlot>::get()->slot; }
 
 void setCurrentFunctionReuse(unsigned int value) {
     functionReuseSlot().setValue(reinterpret_cast<const void*>(static_cast<uintptr_t>(value)));

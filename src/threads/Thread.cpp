@@ -132,11 +132,11 @@ ThreadInternal::ThreadInternal(CThread* ownerIn, const char* nameIn, int priorit
       manager(ThreadManagerInternal::instance()),
       owner(ownerIn) {
     storeName(nameIn);
-    manager->objectCreated();
+    manager->objectCreated(this);
 }
 
 ThreadInternal::~ThreadInternal() {
-    manager->objectDestroyed();
+    manager->objectDestroyed(this);
 }
 
 void ThreadInternal::storeName(const char* nameIn) {
@@ -231,22 +231,25 @@ bool CThread::createThread() {
 
     int level = Detail::threadPlatformLevel(thread->policy, thread->priority);
     error = Platform::setThreadPriority(thread->handle, level);
-    if (error == EPERM || error == EACCES) {
-        // Unprivileged: the thread keeps the priority the system allows.
-        if (!g_priorityRefusalLogged.exchange(true)) {
-            KERNA_LOG(6,
-                      "this:%p thread:%s priority level %d refused by the system (errno:%d), "
-                      "threads keep the priority the system allows\n",
-                      this, thread->name, level, error);
-        }
-    } else if (error != 0) {
+    if (error != 0 && error != EPERM && error != EACCES) {
         thread->loop.store(false);
         thread->mutex.leave();
         KERNA_LOG(2, "this:%p create thread failed, errno:%d\n", this, error);
         return false;
     }
     thread->running.store(thread->loop.load() ? 1 : 0);
+    // Unprivileged (EPERM, EACCES): the thread keeps the priority the system allows. Said once
+    // per process, after the lock is left.
+    char name[sizeof thread->name];
+    const bool refused = error != 0 && !g_priorityRefusalLogged.exchange(true);
+    if (refused) std::memcpy(name, thread->name, sizeof name);
     thread->mutex.leave();
+    if (refused) {
+        KERNA_LOG(6,
+                  "this:%p thread:%s priority level %d refused by the system (errno:%d), "
+                  "threads keep the priority the system allows\n",
+                  this, name, level, error);
+    }
     return true;
 }
 
@@ -293,12 +296,15 @@ bool CThread::destroyThread() {
 bool CThread::terminateThread() {
     destroyThread();
     ThreadInternal* thread = m_internal;
-    CGuard guard(thread->mutex);
-    if (thread->handle == nullptr) {
-        KERNA_LOG(2, "this:%p handle is null, can't be terminated\n", this);
-        return false;
+    bool killed = false;
+    bool noHandle;
+    {
+        CGuard guard(thread->mutex);
+        noHandle = thread->handle == nullptr;
+        if (!noHandle) killed = Platform::killThread(thread->handle) == 0;
     }
-    return Platform::killThread(thread->handle) == 0;
+    if (noHandle) KERNA_LOG(2, "this:%p handle is null, can't be terminated\n", this);
+    return killed;
 }
 
 bool CThread::cancelThread() {
@@ -354,6 +360,7 @@ void CThread::setTimeout(int milliSeconds, unsigned long long now) {
 }
 
 bool CThread::isTimeout() {
+    Detail::LinesAfterLock held;  // the clock's first reading prints a line
     CGuard guard(m_internal->mutex);
     unsigned long long expiry = m_internal->expiry.load();
     return expiry != 0 && expiry < CTime::getCurrentMilliSecond();
@@ -373,6 +380,7 @@ bool CThread::setCurrentTimeout(int milliSeconds) {
         return false;
     }
     // The calling thread's own object cannot leave the registry meanwhile.
+    Detail::LinesAfterLock held;  // the clock's first reading prints a line
     CGuard guard(thread->mutex);
     thread->expiry.store(milliSeconds == 0 ? 0
                                            : CTime::getCurrentMilliSecond() +

@@ -52,6 +52,8 @@ public:
     char name[32];
     ThreadInternal* prev = nullptr;  // registry links, under the registry's mutex
     ThreadInternal* next = nullptr;
+    ThreadInternal* objectPrev = nullptr;  // the registry's set of all objects, under its mutex
+    ThreadInternal* objectNext = nullptr;
     std::atomic<unsigned long long> expiry{0};
     std::atomic<bool> loop{false};
     std::atomic<bool> destroyed{false};

@@ -2,51 +2,35 @@
 
 #include "threads/ThreadLoadingController.h"
 
-#include <atomic>
-
-#include "base/ExitRoutine.h"
 #include "base/Log.h"
+#include "platform/Fork.h"
+#include "sync/MutexAccess.h"
 
 namespace Tessaran {
 namespace Kerna {
 
-namespace {
-
-std::atomic<CThreadLoadingController*> g_controller{nullptr};
-
-CMutex& controllerCreationLock() {
-    static CMutex* lock = new CMutex;
-    return *lock;
-}
-
-}  // namespace
-
 CThreadLoadingController* CThreadLoadingController::instance() {
-    CThreadLoadingController* controller = g_controller.load(std::memory_order_acquire);
-    if (controller == nullptr) {
-        CGuard guard(controllerCreationLock());
-        controller = g_controller.load(std::memory_order_acquire);
-        if (controller == nullptr) {
-            controller = new CThreadLoadingController;
-            g_controller.store(controller, std::memory_order_release);
-            if (!Detail::registerExitRoutine(&CThreadLoadingController::resetInstance)) {
-                KERNA_LOG(4, "atexit failed!\n");
-            }
-        }
+    return Detail::ProcessObject<CThreadLoadingController>::get();
+}
+
+CThreadLoadingController::CThreadLoadingController() : CThread("ThreadLoadingControl", 1, 1, 0) {
+    using Steps =
+        Detail::LockAroundFork<CThreadLoadingController, CMutex, &CThreadLoadingController::m_mutex>;
+    Detail::Platform::addForkHandlers(Detail::Platform::forkRankLoadControl, &Steps::prepare,
+                                      &Steps::parent, &afterForkInChild);
+}
+
+void CThreadLoadingController::atProcessExit() {
+    {
+        CGuard guard(m_mutex);
+        m_exited = true;
     }
-    return controller;
+    if (!isThreadOver()) destroyThread();
 }
 
-void CThreadLoadingController::resetInstance() {
-    CGuard guard(controllerCreationLock());
-    delete g_controller.exchange(nullptr);
-}
-
-CThreadLoadingController::CThreadLoadingController() : CThread("ThreadLoadingControl", 1, 1, 0) {}
-
-CThreadLoadingController::~CThreadLoadingController() {
-    if (!isThreadOver()) {
-        destroyThread();
+void CThreadLoadingController::afterForkInChild() {
+    if (CThreadLoadingController* c = Detail::ProcessObject<CThreadLoadingController>::peek()) {
+        Detail::MutexAccess::resetAfterFork(c->m_mutex);
     }
 }
 
@@ -56,11 +40,13 @@ bool CThreadLoadingController::addEntry(unsigned long long key, int runShare, in
         KERNA_LOG(2, "this:%p invalid shares run:%d stop:%d\n", this, runShare, stopShare);
         return false;
     }
+    bool exited;
     {
         CGuard guard(m_mutex);
         m_entries[key] = Entry{runShare, stopShare, 0, 0};
+        exited = m_exited;
     }
-    if (isThreadOver()) {
+    if (!exited && isThreadOver()) {
         createThread();
     }
     return true;

@@ -4,11 +4,13 @@
 // of wanted shares of running and standing still and counts ticks of 1 ms against them, so that
 // over one cycle the counters rise in step with the ratio of the shares. Its thread runs only
 // while it holds entries. No path of the library adds entries; CThread::load only checks its
-// argument.
+// argument. A process-wide object: never freed; at exit its thread stops and is not started
+// again. In a forked child its thread does not run until the next addEntry.
 
 #ifndef KERNA_SRC_THREADS_THREADLOADINGCONTROLLER_H_
 #define KERNA_SRC_THREADS_THREADLOADINGCONTROLLER_H_
 
+#include "base/ProcessObject.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/Thread.h"
 
@@ -47,19 +49,28 @@ public:
     /// (a tie goes to stopTicks); a cycle that has reached both shares starts again at 0.
     void tick();
 
-    /// Exit routine: stops the thread and frees the object.
-    static void resetInstance();
+    CThreadLoadingController();
+    void published() {}
+    /// Stops the thread; it is not started again.
+    void atProcessExit();
 
 protected:
     void threadProc() override;
 
 private:
-    CThreadLoadingController();
-    ~CThreadLoadingController() override;
+    static void afterForkInChild();
 
     CMutex m_mutex;
     std::map<unsigned long long, Entry> m_entries;
+    bool m_exited = false;  // under m_mutex
 };
+
+namespace Detail {
+template <>
+struct ProcessObjectName<CThreadLoadingController> {
+    static constexpr const char* value = "Tessaran::Kerna::CThreadLoadingController::instance";
+};
+}  // namespace Detail
 
 }  // namespace Kerna
 }  // namespace Tessaran

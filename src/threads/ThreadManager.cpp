@@ -7,31 +7,35 @@
 #include <cstdio>
 #include <cstring>
 
-#include "base/ExitRoutine.h"
+#include "base/Log.h"
+#include "base/ProcessObject.h"
+#include "platform/Fork.h"
+#include "platform/Tls.h"
+#include "sync/MutexAccess.h"
 #include "threads/ThreadInternal.h"
 #include "threads/ThreadManagerInternal.h"
-#include "base/Log.h"
-#include "platform/Tls.h"
 
 namespace Tessaran {
 namespace Kerna {
 
 namespace {
 
-std::atomic<ThreadManagerInternal*> g_registry{nullptr};
-std::atomic<CThreadManager*> g_facade{nullptr};
+struct ThreadManagerFacade {
+    CThreadManager* facade = ThreadManagerInternal::makeFacade();
+    void published() {}
+    void atProcessExit() {}
+};
 
-// The creation locks are made on first use and never freed: exit routines and late threads
-// may still come through instance().
-CMutex& registryCreationLock() {
-    static CMutex* lock = new CMutex;
-    return *lock;
-}
+}  // namespace
 
-CMutex& facadeCreationLock() {
-    static CMutex* lock = new CMutex;
-    return *lock;
-}
+namespace Detail {
+template <>
+struct ProcessObjectName<ThreadManagerFacade> {
+    static constexpr const char* value = "Tessaran::Kerna::CThreadManager::instance";
+};
+}  // namespace Detail
+
+namespace {
 
 // Fills info from thread; the caller holds the registry's mutex, this takes the thread's.
 void readInfo(ThreadInternal* thread, CThreadManager::ThreadInfo& info) {
@@ -50,44 +54,75 @@ void readInfo(ThreadInternal* thread, CThreadManager::ThreadInfo& info) {
 }  // namespace
 
 ThreadManagerInternal* ThreadManagerInternal::instance() {
-    ThreadManagerInternal* registry = g_registry.load(std::memory_order_acquire);
-    if (registry == nullptr) {
-        CGuard guard(registryCreationLock());
-        registry = g_registry.load(std::memory_order_acquire);
-        if (registry == nullptr) {
-            registry = new ThreadManagerInternal;
-            g_registry.store(registry, std::memory_order_release);
-            if (!Detail::registerExitRoutine(&ThreadManagerInternal::resetInstance)) {
-                KERNA_LOG(4, "atexit failed!\n");
-            }
-        }
-    }
-    return registry;
+    return Detail::ProcessObject<ThreadManagerInternal>::get();
 }
 
-void ThreadManagerInternal::resetInstance() {
-    CGuard guard(registryCreationLock());
-    ThreadManagerInternal* registry = g_registry.load(std::memory_order_acquire);
-    if (registry == nullptr) {
-        return;
-    }
-    {
-        CGuard listGuard(registry->mutex);
-        if (registry->m_objects.load() != 0 || registry->head != nullptr) {
-            return;
-        }
-    }
-    g_registry.store(nullptr, std::memory_order_release);
-    delete registry;
+ThreadManagerInternal::ThreadManagerInternal() {
+    using Steps = Detail::LockAroundFork<ThreadManagerInternal, CMutex, &ThreadManagerInternal::mutex>;
+    Detail::Platform::addForkHandlers(Detail::Platform::forkRankRegistry, &Steps::prepare,
+                                      &Steps::parent, &afterForkInChild);
 }
 
 CThreadManager* ThreadManagerInternal::makeFacade() {
     return new CThreadManager;
 }
 
-void ThreadManagerInternal::resetFacade() {
-    CGuard guard(facadeCreationLock());
-    delete g_facade.exchange(nullptr);
+void ThreadManagerInternal::objectCreated(ThreadInternal* thread) {
+    CGuard guard(mutex);
+    thread->objectPrev = nullptr;
+    thread->objectNext = m_objects;
+    if (m_objects != nullptr) m_objects->objectPrev = thread;
+    m_objects = thread;
+}
+
+void ThreadManagerInternal::objectDestroyed(ThreadInternal* thread) {
+    CGuard guard(mutex);
+    if (thread->objectPrev != nullptr) {
+        thread->objectPrev->objectNext = thread->objectNext;
+    } else {
+        m_objects = thread->objectNext;
+    }
+    if (thread->objectNext != nullptr) thread->objectNext->objectPrev = thread->objectPrev;
+}
+
+// Before a fork the registry's lock is taken, so that no list is caught in the middle of a
+// change. The objects' own locks are not (a process may have thousands of thread objects): in
+// the child every object whose thread did not come along is put right as a whole below, and
+// its lock, which that thread may have held, is made free.
+void ThreadManagerInternal::afterForkInChild() {
+    ThreadManagerInternal* registry = Detail::ProcessObject<ThreadManagerInternal>::peek();
+    if (registry == nullptr) return;
+    Detail::MutexAccess::resetAfterFork(registry->mutex);
+    const int former = static_cast<int>(Detail::Platform::threadIdBeforeFork());
+    const int self = static_cast<int>(Detail::Platform::currentThreadId());
+    for (ThreadInternal* t = registry->m_objects; t != nullptr; t = t->objectNext) {
+        Detail::MutexAccess::resetAfterFork(t->mutex);
+        if (t->running.load() != 0 && t->id.load() == former) {
+            t->id.store(self);  // the forking thread's own object
+        } else if (t->running.load() != 0 || t->loop.load()) {
+            registry->unlink(t);  // its thread did not come along: it is over
+            t->loop.store(false);
+            t->running.store(0);
+        }
+    }
+    if (registry->mainThreadID == former) {
+        registry->mainThreadID = self;
+    } else if (registry->mainThreadID != -1) {
+        registry->mainThreadID = -1;  // the main thread stayed in the parent
+    }
+}
+
+void ThreadManagerInternal::unlink(ThreadInternal* thread) {
+    if (thread->prev != nullptr) {
+        thread->prev->next = thread->next;
+    } else if (head == thread) {
+        head = thread->next;
+    }
+    if (thread->next != nullptr) {
+        thread->next->prev = thread->prev;
+    }
+    thread->prev = nullptr;
+    thread->next = nullptr;
 }
 
 void ThreadManagerInternal::registerThread(ThreadInternal* thread) {
@@ -102,16 +137,7 @@ void ThreadManagerInternal::registerThread(ThreadInternal* thread) {
 
 void ThreadManagerInternal::unregisterThread(ThreadInternal* thread) {
     CGuard guard(mutex);
-    if (thread->prev != nullptr) {
-        thread->prev->next = thread->next;
-    } else if (head == thread) {
-        head = thread->next;
-    }
-    if (thread->next != nullptr) {
-        thread->next->prev = thread->prev;
-    }
-    thread->prev = nullptr;
-    thread->next = nullptr;
+    unlink(thread);
 }
 
 ThreadInternal* ThreadManagerInternal::findThread(int id) {
@@ -150,6 +176,7 @@ void ThreadManagerInternal::dumpThreads() {
 }
 
 bool ThreadManagerInternal::getThreadsInfo(std::list<CThreadManager::ThreadInfo>& list) {
+    Detail::LinesAfterLock held;  // the clock's first reading prints a line
     CGuard guard(mutex);
     if (head == nullptr) {
         return false;
@@ -175,6 +202,7 @@ bool ThreadManagerInternal::getThreadNameByID(int id, String& name) {
 }
 
 bool ThreadManagerInternal::getTimeOutThreads(String& names) {
+    Detail::LinesAfterLock held;  // the clock's first reading prints a line
     CGuard guard(mutex);
     names.clear();
     unsigned long long now = CTime::getCurrentMilliSecond();
@@ -202,19 +230,7 @@ CThreadManager::CThreadManager() : m_internal(ThreadManagerInternal::instance())
 CThreadManager::~CThreadManager() = default;
 
 CThreadManager* CThreadManager::instance() {
-    CThreadManager* facade = g_facade.load(std::memory_order_acquire);
-    if (facade == nullptr) {
-        CGuard guard(facadeCreationLock());
-        facade = g_facade.load(std::memory_order_acquire);
-        if (facade == nullptr) {
-            facade = ThreadManagerInternal::makeFacade();
-            g_facade.store(facade, std::memory_order_release);
-            if (!Detail::registerExitRoutine(&ThreadManagerInternal::resetFacade)) {
-                KERNA_LOG(4, "atexit failed!\n");
-            }
-        }
-    }
-    return facade;
+    return Detail::ProcessObject<ThreadManagerFacade>::get()->facade;
 }
 
 void CThreadManager::registerMainThread() {

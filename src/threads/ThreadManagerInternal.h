@@ -1,16 +1,22 @@
 // ThreadManagerInternal.h - the process-wide registry of running CThread objects.
 //
 // A doubly linked list through the prev and next links of ThreadInternal, newest first. A
-// thread enters and leaves it by itself, from its body; the registry owns nothing in it.
-// Lock order: the registry's mutex first, then a ThreadInternal's mutex.
+// thread enters and leaves it by itself, from its body; the registry owns nothing in it. Beside
+// it the registry knows every thread object, running or not, so that a forked child can put
+// them right (see below). Lock order: the registry's mutex first, then a ThreadInternal's mutex.
+//
+// After a fork the child has only the forking thread. Its object (if it is a CThread) keeps its
+// place with the thread's new identifier, as does the main thread's registration; every other
+// object tells of a thread that ended: it leaves the list and reads as over, so that it can be
+// started again or destroyed without waiting for a thread that is not there.
 
 #ifndef KERNA_SRC_THREADS_THREADMANAGERINTERNAL_H_
 #define KERNA_SRC_THREADS_THREADMANAGERINTERNAL_H_
 
+#include "base/ProcessObject.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/ThreadManager.h"
 
-#include <atomic>
 #include <list>
 
 namespace Tessaran {
@@ -20,8 +26,14 @@ class ThreadInternal;
 
 class ThreadManagerInternal {
 public:
-    /// The process-wide registry, made on first use by double-checked creation.
+    /// The process-wide registry, built at the first call and kept to the end of the process.
     static ThreadManagerInternal* instance();
+
+    ThreadManagerInternal();
+    ThreadManagerInternal(const ThreadManagerInternal&) = delete;
+    ThreadManagerInternal& operator=(const ThreadManagerInternal&) = delete;
+    void published() {}
+    void atProcessExit() {}  // the registry runs no thread of its own
 
     /// Puts thread at the head of the list. Called from the thread's body.
     void registerThread(ThreadInternal* thread);
@@ -40,18 +52,11 @@ public:
     bool getTimeOutThreads(String& names);
     bool hasThread(int id);
 
-    /// Counts the thread objects that point at this registry, so that the exit routine frees
-    /// it only when none can reach it any more.
-    void objectCreated() { m_objects.fetch_add(1); }
-    void objectDestroyed() { m_objects.fetch_sub(1); }
+    /// A thread object joins and leaves the set of all thread objects.
+    void objectCreated(ThreadInternal* thread);
+    void objectDestroyed(ThreadInternal* thread);
 
-    /// Exit routine of the registry: frees it unless a thread object still points at it
-    /// (threads may outlive the exit routines; they keep a valid registry then).
-    static void resetInstance();
-
-    /// Exit routine of the CThreadManager object, and the maker of it for
-    /// CThreadManager::instance.
-    static void resetFacade();
+    /// The CThreadManager object, for CThreadManager::instance.
     static CThreadManager* makeFacade();
 
     ThreadInternal* head = nullptr;
@@ -59,13 +64,18 @@ public:
     int mainThreadID = -1;
 
 private:
-    ThreadManagerInternal() = default;
-    ~ThreadManagerInternal() = default;
-    ThreadManagerInternal(const ThreadManagerInternal&) = delete;
-    ThreadManagerInternal& operator=(const ThreadManagerInternal&) = delete;
+    static void afterForkInChild();
+    void unlink(ThreadInternal* thread);
 
-    std::atomic<int> m_objects{0};
+    ThreadInternal* m_objects = nullptr;  // every thread object, under mutex
 };
+
+namespace Detail {
+template <>
+struct ProcessObjectName<ThreadManagerInternal> {
+    static constexpr const char* value = "Tessaran::Kerna::ThreadManagerInternal::instance";
+};
+}  // namespace Detail
 
 }  // namespace Kerna
 }  // namespace Tessaran

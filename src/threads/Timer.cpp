@@ -4,17 +4,20 @@
 // once and hands the due timer at the head of the sorted list to an idle worker (making one when
 // none is idle). A backlog is worked off one timer per pass without a sleep, at the same `now`.
 // Periodic timers stay on the grid of their first due time: missed ticks are skipped. Callbacks
-// run on the worker with no library lock held.
+// run on the worker with no library lock held, and no line is printed under the lock: each is
+// built there and printed once the lock is left.
 #include "kerna/kerna3/Timer.h"
 
 #include <cstring>
 
-#include "base/ExitRoutine.h"
-#include "threads/TimerInternal.h"
 #include "base/Log.h"
+#include "base/ProcessObject.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/PrintLog.h"
 #include "kerna/kerna3/Time.h"
+#include "platform/Fork.h"
+#include "sync/MutexAccess.h"
+#include "threads/TimerInternal.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -25,18 +28,11 @@ const int managerPeriodMs = 10;
 const int managerWatchdogMs = 10000;
 const char* const pooledName = "[Pooled]";
 
-std::atomic<TimerManagerInternal*> g_manager{nullptr};
-std::atomic<CTimerManager*> g_facade{nullptr};
-
-CMutex& managerCreationLock() {
-    static CMutex* lock = new CMutex;  // never freed: exit routines still come through here
-    return *lock;
-}
-
-CMutex& facadeCreationLock() {
-    static CMutex* lock = new CMutex;
-    return *lock;
-}
+struct TimerManagerFacade {
+    CTimerManager* facade = TimerManagerInternal::makeFacade();
+    void published() {}
+    void atProcessExit() {}
+};
 
 void copyName(char (&out)[32], const char* name) {
     std::memset(out, 0, sizeof out);
@@ -46,6 +42,13 @@ void copyName(char (&out)[32], const char* name) {
 bool doNothing(const char*) { return true; }
 
 }  // namespace
+
+namespace Detail {
+template <>
+struct ProcessObjectName<TimerManagerFacade> {
+    static constexpr const char* value = "Tessaran::Kerna::CTimerManager::instance";
+};
+}  // namespace Detail
 
 // ---- the worker ----------------------------------------------------------------------------
 
@@ -76,6 +79,7 @@ void CTimerThread::threadProc() {
         setTimeout(0);
         setThreadName(pooledName);
 
+        Detail::LinesAfterLock held;  // lines of the return to the pool wait until the lock is left
         m_manager.mutex.enter();
         if (timer != nullptr) {
             if (stat && timer->statEnabled.load()) timer->runTime += CTime::getCurrentMicroSecond() - begin;
@@ -90,51 +94,108 @@ void CTimerThread::threadProc() {
 
 TimerManagerInternal::TimerManagerInternal()
     : CThread("TimerManager", 1, 0, 0), now(CTime::getCurrentMilliSecond()) {
+    using Steps =
+        Detail::LockAroundFork<TimerManagerInternal, CRecursiveMutex, &TimerManagerInternal::mutex>;
+    Detail::Platform::addForkHandlers(Detail::Platform::forkRankTimers, &Steps::prepare,
+                                      &Steps::parent, &afterForkInChild);
     createThread();
 }
 
-TimerManagerInternal::~TimerManagerInternal() {
-    destroyThread();
-    CRecursiveGuard guard(mutex);
-    while (idleHead != nullptr) {
-        CTimerThread* worker = idleHead;
-        idleHead = worker->next;
-        delete worker;  // ends the body and waits for it
-    }
-    idleCount = 0;
+TimerManagerInternal* TimerManagerInternal::instance() {
+    return Detail::ProcessObject<TimerManagerInternal>::get();
 }
 
-TimerManagerInternal* TimerManagerInternal::instance() {
-    TimerManagerInternal* manager = g_manager.load(std::memory_order_acquire);
-    if (manager == nullptr) {
-        CGuard guard(managerCreationLock());
-        manager = g_manager.load(std::memory_order_acquire);
-        if (manager == nullptr) {
-            manager = new TimerManagerInternal;
-            g_manager.store(manager, std::memory_order_release);
-            if (!Detail::registerExitRoutine(&TimerManagerInternal::resetInstance)) {
-                KERNA_LOG(4, "atexit failed!\n");
-            }
+void TimerManagerInternal::atProcessExit() {
+    CTimerThread* idle;
+    {
+        Detail::LinesAfterLock held;
+        CRecursiveGuard guard(mutex);
+        m_exited = true;
+        idle = takeIdleWorkers();
+    }
+    // Workers in a callback are left alone: they come back to the pool and wait there.
+    if (!isThreadOver()) destroyThread();
+    endWorkers(idle);
+}
+
+void TimerManagerInternal::startAfresh() {
+    CTimerThread* idle;
+    {
+        Detail::LinesAfterLock held;
+        CRecursiveGuard guard(mutex);
+        idle = takeIdleWorkers();
+    }
+    endWorkers(idle);
+    destroyThread();
+    createThread();
+}
+
+CTimerThread* TimerManagerInternal::takeIdleWorkers() {
+    CTimerThread* idle = idleHead;
+    idleHead = nullptr;
+    idleCount = 0;
+    for (CTimerThread* worker = idle; worker != nullptr; worker = worker->next) forgetWorker(worker);
+    return idle;
+}
+
+void TimerManagerInternal::endWorkers(CTimerThread* workers) {
+    while (workers != nullptr) {
+        CTimerThread* following = workers->next;
+        delete workers;  // asks the body to end once, and waits for it
+        workers = following;
+    }
+}
+
+void TimerManagerInternal::keepRunning() {
+    if (!m_exited && isThreadOver()) createThread();
+}
+
+void TimerManagerInternal::forgetWorker(CTimerThread* worker) {
+    for (CTimerThread** link = &m_workers; *link != nullptr; link = &(*link)->nextWorker) {
+        if (*link == worker) {
+            *link = worker->nextWorker;
+            worker->nextWorker = nullptr;
+            return;
         }
     }
-    return manager;
 }
 
-void TimerManagerInternal::resetInstance() {
-    CGuard guard(managerCreationLock());
-    TimerManagerInternal* manager = g_manager.load(std::memory_order_acquire);
-    if (manager == nullptr) return;
-    manager->mutex.enter();
-    const bool busy = manager->runningCount != 0;
-    manager->mutex.leave();
-    if (busy) {
-        // A worker still in a callback will come back to the pool: the manager's thread stops,
-        // but the object stays for it.
-        manager->destroyThread();
-        return;
+// The registry has already marked the threads that did not come along as over. Their workers
+// go (a timer they were calling is no longer running); a worker that forked from its callback
+// stays busy with it. The child starts with no timer armed: a timer armed in the parent belongs
+// to the parent's threads, whose objects and stacks the child does not have (the system hands
+// their stacks to the child's new threads). The manager's thread starts again at the next arming.
+void TimerManagerInternal::afterForkInChild() {
+    TimerManagerInternal* m = Detail::ProcessObject<TimerManagerInternal>::peek();
+    if (m == nullptr) return;
+    Detail::LinesAfterLock held;
+    while (m->timerHead != nullptr) {
+        TimerInternal* timer = m->timerHead;
+        m->unlink(timer);
+        timer->started.store(false);
     }
-    g_manager.store(nullptr, std::memory_order_release);
-    delete manager;
+    const int self = CThread::getCurrentThreadID();
+    CTimerThread* kept = nullptr;
+    int busy = 0;
+    CTimerThread* worker = m->m_workers;
+    while (worker != nullptr) {
+        CTimerThread* following = worker->nextWorker;
+        if (worker->getThreadID() == self && !worker->isThreadOver()) {
+            worker->nextWorker = kept;
+            kept = worker;
+            busy += worker->timer != nullptr ? 1 : 0;
+        } else {
+            if (worker->timer != nullptr) worker->timer->thread.store(nullptr);
+            worker->timer = nullptr;
+            delete worker;  // its thread is over: nothing to wait for
+        }
+        worker = following;
+    }
+    m->m_workers = kept;
+    m->idleHead = nullptr;
+    m->idleCount = 0;
+    m->runningCount = busy;
+    m->mutex.leave();
 }
 
 void TimerManagerInternal::insert(TimerInternal* timer) {
@@ -180,10 +241,13 @@ CTimerThread* TimerManagerInternal::takeWorker() {
         return nullptr;
     }
     ++m_workersMade;
+    worker->nextWorker = m_workers;
+    m_workers = worker;
     return worker;
 }
 
 bool TimerManagerInternal::handOver(TimerInternal* timer, bool force) {
+    if (m_exited) return false;  // the process exits: the timer stays as it is
     if (limitReached() && timer->thread.load() == nullptr && !force) return false;
     const uint64_t dueTime = timer->nextTime;
     unlink(timer);
@@ -241,25 +305,26 @@ void TimerManagerInternal::putTimerThread(CTimerThread* pThread) {
         cut = last->next;
         last->next = nullptr;
         idleCount = idleLimit;
+        for (CTimerThread* worker = cut; worker != nullptr; worker = worker->next) {
+            forgetWorker(worker);
+        }
     }
     mutex.leave();
-    while (cut != nullptr) {
-        CTimerThread* following = cut->next;
-        cut->finish();
-        delete cut;  // waits for the body to end
-        cut = following;
-    }
+    endWorkers(cut);
 }
 
 void TimerManagerInternal::threadProc() {
     // From here on `now` is read on this thread only, where the clock never falls. The value
     // taken at construction came from the loading thread.
-    mutex.enter();
-    now = CTime::getCurrentMilliSecond();
-    mutex.leave();
+    {
+        Detail::LinesAfterLock held;  // the clock's first reading prints a line
+        CRecursiveGuard guard(mutex);
+        now = CTime::getCurrentMilliSecond();
+    }
     bool rest = true;
     for (;;) {
         if (rest) CThread::sleep(managerPeriodMs);
+        Detail::LinesAfterLock held;  // lines of the pass (a hand-over's) print after the lock
         mutex.enter();
         bool pass = true;
         if (rest) {
@@ -283,6 +348,7 @@ void TimerManagerInternal::threadProc() {
 }
 
 void TimerManagerInternal::dumpTimers() {
+    Detail::LinesAfterLock held;  // each line is built under the lock and printed after it
     CRecursiveGuard guard(mutex);
     KERNA_LOG(4, "Timers: ( %llu Milli-Seconds Elapsed )\n", static_cast<unsigned long long>(now));
     KERNA_LOG(4, "            Name            NextTime RunningTime Period   Used/Timeout State\n");
@@ -300,6 +366,7 @@ void TimerManagerInternal::dumpTimers() {
 
 // ---- CTimerManager -------------------------------------------------------------------------
 
+// Built under the process lock: its line is kept and printed once the object is published.
 CTimerManager::CTimerManager() : m_internal(nullptr) {
     KERNA_LOG(5, "this:%p CTimerManager::CTimerManager()>>>>>>>>>\n", static_cast<void*>(this));
     // Touches the print path's listener list once, so that it exists before any timer runs.
@@ -311,25 +378,10 @@ CTimerManager::CTimerManager() : m_internal(nullptr) {
 
 CTimerManager::~CTimerManager() {}
 
-void TimerManagerInternal::resetFacade() {
-    CGuard guard(facadeCreationLock());
-    delete g_facade.exchange(nullptr);  // owns nothing: the manager has its own exit routine
-}
+CTimerManager* TimerManagerInternal::makeFacade() { return new CTimerManager; }
 
 CTimerManager* CTimerManager::instance() {
-    CTimerManager* facade = g_facade.load(std::memory_order_acquire);
-    if (facade == nullptr) {
-        CGuard guard(facadeCreationLock());
-        facade = g_facade.load(std::memory_order_acquire);
-        if (facade == nullptr) {
-            facade = new CTimerManager;
-            g_facade.store(facade, std::memory_order_release);
-            if (!Detail::registerExitRoutine(&TimerManagerInternal::resetFacade)) {
-                KERNA_LOG(4, "atexit failed!\n");
-            }
-        }
-    }
-    return facade;
+    return Detail::ProcessObject<TimerManagerFacade>::get()->facade;
 }
 
 void CTimerManager::dumpTimers() { m_internal->dumpTimers(); }
@@ -371,6 +423,7 @@ CTimer::~CTimer() {
 namespace {
 bool arm(TimerInternal* t, unsigned int delay, unsigned int period, unsigned int timeout) {
     TimerManagerInternal& m = manager();
+    m.keepRunning();
     t->nextTime = m.now + delay;
     t->period = period;
     t->timeout = timeout;
@@ -385,6 +438,7 @@ bool arm(TimerInternal* t, unsigned int delay, unsigned int period, unsigned int
 
 bool CTimer::start(TFunction1<void, unsigned long> proc, unsigned int delay, unsigned int period,
                    unsigned long param, unsigned int timeout) {
+    Detail::LinesAfterLock held;  // a hand-over's lines print after the lock is left
     CRecursiveGuard guard(manager().mutex);
     m_internal->procValue = proc;
     m_internal->procPointer = TFunction1<void, void*>();
@@ -394,6 +448,7 @@ bool CTimer::start(TFunction1<void, unsigned long> proc, unsigned int delay, uns
 
 bool CTimer::start(TFunction1<void, void*> proc, unsigned int delay, unsigned int period, void* param,
                    unsigned int timeout) {
+    Detail::LinesAfterLock held;
     CRecursiveGuard guard(manager().mutex);
     m_internal->procValue = TFunction1<void, unsigned long>();
     m_internal->procPointer = proc;
@@ -403,6 +458,7 @@ bool CTimer::start(TFunction1<void, void*> proc, unsigned int delay, unsigned in
 
 bool CTimer::stop(bool callNow) {
     TimerManagerInternal& m = manager();
+    Detail::LinesAfterLock held;
     CRecursiveGuard guard(m.mutex);
     if (!m_internal->started.load()) return false;
     m.unlink(m_internal);
@@ -418,11 +474,16 @@ bool CTimer::stopAndWait() {
     CTimerThread* worker = m_internal->thread.load();
     if (worker != nullptr && worker->getThreadID() != CThread::getCurrentThreadID()) {
         for (int pass = 0; m_internal->thread.load() != nullptr; ++pass) {
-            if (pass % 500 == 0) {
-                KERNA_LOG(4, "this:%p CTimer::Stop Timer:%s wait callback exit!\n",
-                          static_cast<void*>(this), m_internal->name);
-            }
+            // The line is made under the lock, on the first pass and every 500th (5 s), and
+            // printed after leaving it: a listener may need the lock from another thread.
+            char name[sizeof m_internal->name];
+            const bool say = pass % 500 == 0;
+            if (say) std::memcpy(name, m_internal->name, sizeof name);
             m.mutex.leave();
+            if (say) {
+                KERNA_LOG(4, "this:%p CTimer::Stop Timer:%s wait callback exit!\n",
+                          static_cast<void*>(this), name);
+            }
             CThread::sleep(managerPeriodMs);
             m.mutex.enter();
         }
@@ -433,7 +494,9 @@ bool CTimer::stopAndWait() {
 
 void CTimer::setPeriodTime(unsigned int period) {
     TimerManagerInternal& m = manager();
+    Detail::LinesAfterLock held;
     CRecursiveGuard guard(m.mutex);
+    m.keepRunning();
     const bool linked = m_internal->started.load();
     if (linked) m.unlink(m_internal);
     m_internal->nextTime = m_internal->nextTime > m_internal->period ? m_internal->nextTime - m_internal->period : 0;

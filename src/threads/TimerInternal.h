@@ -3,12 +3,20 @@
 // The timer list and its worker pool, private to the library and its tests: TimerInternal (one
 // armed or idle timer, linked into the sorted list), CTimerThread (a pooled worker) and
 // TimerManagerInternal (the manager thread, the list and the pool under one recursive lock).
+//
+// The manager is a process-wide object: built once, never freed. At process exit it stops its
+// thread and its idle workers; the list stays, so that timers started or stopped by threads
+// that still run go on answering (none is handed over any more). In a forked child the workers
+// of the parent are gone: the pool starts empty (a worker that forked in its callback stays),
+// no timer is armed (the parent's stay in the parent), and the manager's thread starts again
+// when the child first arms a timer.
 #ifndef KERNA_SRC_THREADS_TIMERINTERNAL_H_
 #define KERNA_SRC_THREADS_TIMERINTERNAL_H_
 
 #include <atomic>
 #include <cstdint>
 
+#include "base/ProcessObject.h"
 #include "kerna/kerna3/Function.h"
 #include "kerna/kerna3/RecursiveMutex.h"
 #include "kerna/kerna3/Semaphore.h"
@@ -53,6 +61,7 @@ public:
     uint64_t param = 0;
     CSemaphore semaphore;
     CTimerThread* next = nullptr;         ///< idle link
+    CTimerThread* nextWorker = nullptr;   ///< link of the list of all workers
     TimerInternal* timer = nullptr;       ///< the timer in hand, under the manager's mutex
     std::atomic<bool> exit{false};
 
@@ -67,7 +76,10 @@ private:
 class TimerManagerInternal : public CThread {
 public:
     static TimerManagerInternal* instance();
-    ~TimerManagerInternal() override;
+    TimerManagerInternal();
+    void published() {}
+    /// Stops the manager's thread and the idle workers; no timer is handed over afterwards.
+    void atProcessExit();
 
     CTimerThread* idleHead = nullptr;
     uint64_t now;                 ///< the manager's milliseconds, read once per pass
@@ -84,32 +96,50 @@ public:
     void unlink(TimerInternal* timer);
     /// Hands `timer` to a worker; see the class comment of CTimer for the results.
     bool handOver(TimerInternal* timer, bool force);
+    /// Starts the manager's thread again where it does not run (in a forked child), unless the
+    /// process exits. Under `mutex`, inside a LinesAfterLock scope.
+    void keepRunning();
     /// Puts a worker back on the idle stack and trims the stack to idleLimit. Entered with
     /// `mutex` held once; leaves it.
     void putTimerThread(CTimerThread* thread);
     bool limitReached() const { return runningLimit >= 1 && runningCount >= runningLimit; }
     void dumpTimers();
 
+    /// For tests that start the monotonic clock again (its test seam): the manager's thread and
+    /// the idle workers are replaced by new threads, which hold no reading of the old clock.
+    void startAfresh();
     /// For tests: make new workers fail to start, as when the system has no thread to give.
     void failWorkerStart(bool fail) { m_failWorkerStart.store(fail); }
     /// For tests: the number of workers made so far.
     int workersMade() const { return m_workersMade.load(); }
 
-    static void resetInstance();
-    /// The exit routine of CTimerManager's holder.
-    static void resetFacade();
+    /// The CTimerManager object, for CTimerManager::instance.
+    static CTimerManager* makeFacade();
 
 protected:
     void threadProc() override;
 
 private:
-    TimerManagerInternal();
     CTimerThread* takeWorker();
+    void forgetWorker(CTimerThread* worker);
+    /// Takes every idle worker off the pool (under `mutex`); endWorkers then ends them.
+    CTimerThread* takeIdleWorkers();
+    static void endWorkers(CTimerThread* workers);
+    static void afterForkInChild();
 
     std::atomic<bool> m_failWorkerStart{false};
     std::atomic<int> m_workersMade{0};
     bool m_noWorker = false;  ///< the last hand-over found no worker: sleep before the next try
+    bool m_exited = false;    ///< the exit routine has run: nothing is handed over any more
+    CTimerThread* m_workers = nullptr;  ///< every worker, idle or busy, under `mutex`
 };
+
+namespace Detail {
+template <>
+struct ProcessObjectName<TimerManagerInternal> {
+    static constexpr const char* value = "Tessaran::Kerna::TimerManagerInternal::instance";
+};
+}  // namespace Detail
 
 }  // namespace Kerna
 }  // namespace Tessaran

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -55,6 +56,13 @@ struct Classes {
         IClient* client = nullptr;
         IEcho* component = request(server, client);
         return TComPtr<IEcho>(component, client);
+    }
+    // The classes stay registered for the process; a test that runs again starts its counts anew.
+    Classes& restart() {
+        script->restart();
+        clients->creates = 0;
+        clients->makesNothing = false;
+        return *this;
     }
     Script* script;
     ScriptedClientFactory* clients;
@@ -147,6 +155,7 @@ ChannelQueryer* queryer() {
 
 TEST(ClientRequest, OneRequestEndToEnd) {
     static Classes classes("E2E", "E2E.Echo");
+    classes.restart();
     classes.script->userId = 42;
     // 1. The handler gives class and server for channel 3.
     String clsid;
@@ -195,6 +204,7 @@ TEST(ClientRequest, OneRequestEndToEnd) {
 
 TEST(ClientRequest, FailedLoginReturnsNullAndTheNextRequestTriesAgain) {
     static Classes classes("Fail", "Fail.Echo");
+    classes.restart();
     LogCapture log(6, true);
     const ServerInfo info = server("10.1.1.1", 1);
     classes.script->loginSucceeds = false;
@@ -223,6 +233,7 @@ TEST(ClientRequest, FailedLoginReturnsNullAndTheNextRequestTriesAgain) {
 
 TEST(ClientRequest, ABrokenConnectionIsNoticedAndMendedAtTheNextRequest) {
     static Classes classes("Broken", "Broken.Echo");
+    classes.restart();
     LogCapture log(6, true);
     const ServerInfo info = server("10.1.1.2", 2);
     TComPtr<IEcho> held = classes.connect(info);
@@ -246,6 +257,7 @@ TEST(ClientRequest, ABrokenConnectionIsNoticedAndMendedAtTheNextRequest) {
 
 TEST(ClientRequest, ByUserFindsAClientInAnyStateWithoutALogin) {
     static Classes classes("User", "User.Echo");
+    classes.restart();
     classes.script->userId = 77;
     classes.script->loginSucceeds = false;
     IClient* client = nullptr;
@@ -270,6 +282,7 @@ TEST(ClientRequest, ByUserFindsAClientInAnyStateWithoutALogin) {
 
 TEST(ClientRequest, UnknownInterfaceOrClassAndMissingClientFactories) {
     static Classes classes("Err", "Err.Echo");
+    classes.restart();
     LogCapture log(6, true);
     const ServerInfo info = server("10.1.1.4", 4);
     IClient* client = nullptr;
@@ -286,8 +299,11 @@ TEST(ClientRequest, UnknownInterfaceOrClassAndMissingClientFactories) {
               nullptr);
     EXPECT_EQ(Detail::getRefCount(held.getClient()), 1);
     // A copy of ServerInfo::none is a server: no client class "NoClient" exists.
-    EchoFactory* orphan = new EchoFactory("NoClient.Echo");
-    orphan->registerFactory(EchoFactory::iid());
+    static EchoFactory* const orphan = [] {  // one for the process: the table keeps it
+        EchoFactory* factory = new EchoFactory("NoClient.Echo");
+        factory->registerFactory(EchoFactory::iid());
+        return factory;
+    }();
     log.clear();
     const ServerInfo noneCopy = ServerInfo::none;
     EXPECT_EQ(CComponentHelper::getComponentFactory(EchoFactory::iid(), "NoClient.Echo", noneCopy,
@@ -319,9 +335,12 @@ TEST(ClientRequest, UnknownInterfaceOrClassAndMissingClientFactories) {
 
 TEST(IClientFactoryWrap, CreateSharesAliveClientsButNeverLocalOnes) {
     static Classes classes("Wrap", "Wrap.Echo");
+    classes.restart();
     static Script localScript;
-    static ScriptedClientFactory* localFactory = new ScriptedClientFactory("Local", &localScript);
-    localFactory->registerFactory("Client");
+    static const bool localRegistered =
+        (new ScriptedClientFactory("Local", &localScript))->registerFactory("Client");
+    ASSERT_TRUE(localRegistered);
+    localScript.restart();
     IClient* client = nullptr;
     // A server in the arguments is ignored for "Client": no client is looked for.
     IClient::IFactory* wrap = static_cast<IClient::IFactory*>(
@@ -350,6 +369,7 @@ TEST(IClientFactoryWrap, CreateSharesAliveClientsButNeverLocalOnes) {
 
 TEST(IClient, StatusSignalAbortDefaultsAndOwnState) {
     static Classes classes("Status", "Status.Echo");
+    classes.restart();
     LogCapture log(6, true);
     IClient* none = nullptr;
     IClient::IFactory* wrap = static_cast<IClient::IFactory*>(
@@ -430,6 +450,7 @@ TEST(IClient, StatusSignalAbortDefaultsAndOwnState) {
 
 TEST(IClient, CurrentUserPerThread) {
     static Classes classes("Nobody", "Nobody.Echo");
+    classes.restart();
     int onNewThread = -5;
     std::thread([&] { onNewThread = IClient::getCurrentUserID(); }).join();
     EXPECT_EQ(onNewThread, 0);
@@ -471,6 +492,7 @@ TEST(ClientIdentity, ServerFieldsThatCountAndTheClassPart) {
 
 TEST(ClientCheck, RemovesAClientThatNeverLoggedInFiveMinutesAfterItsLastAttempt) {
     static Classes classes("Idle", "Idle.Echo");
+    classes.restart();
     LogCapture quiet(2);
     ManualClientClock clock;
     // The boundary, on a client outside the list.
@@ -504,6 +526,7 @@ TEST(ClientCheck, RemovesAClientThatNeverLoggedInFiveMinutesAfterItsLastAttempt)
 
 TEST(ClientList, ThreadsRequestUseAndReleaseAcrossThreeServersWhileTheIdleCheckRuns) {
     static Classes classes("Stress", "Stress.Echo");
+    classes.restart();
     classes.script->userId = 11;
     classes.script->failEveryLogin = 3;
     LogCapture quiet(2);  // the failed logins' lines
@@ -579,12 +602,15 @@ TEST(ServerInfoQueryer, WithAHandler) {
 }
 
 TEST(CLocalComSelectManager, FirstDefaultStands) {
+    // The first default stands for the process: each run of the test names a new interface.
+    static int run = 0;
+    const std::string iid = "ISelect" + std::to_string(++run);
     EXPECT_FALSE(CLocalComSelectManager::setDefaultComponent(nullptr, "X"));
     EXPECT_EQ(CLocalComSelectManager::getDefaultClassID(nullptr), "");
     EXPECT_EQ(CLocalComSelectManager::getDefaultClassID("ISelectNone"), "Local");
-    EXPECT_TRUE(CLocalComSelectManager::setDefaultComponent("ISelect", "First"));
-    EXPECT_FALSE(CLocalComSelectManager::setDefaultComponent("ISelect", "Second"));
-    EXPECT_EQ(CLocalComSelectManager::getDefaultClassID("ISelect"), "First");
+    EXPECT_TRUE(CLocalComSelectManager::setDefaultComponent(iid.c_str(), "First"));
+    EXPECT_FALSE(CLocalComSelectManager::setDefaultComponent(iid.c_str(), "Second"));
+    EXPECT_EQ(CLocalComSelectManager::getDefaultClassID(iid.c_str()), "First");
     const ComSelChannelInfo byDefault;
     EXPECT_EQ(byDefault.channel, ComSelChannelInfo::local.channel);
     EXPECT_EQ(byDefault.option, ComSelChannelInfo::local.option);
@@ -596,18 +622,22 @@ TEST(CLocalComSelectManager, FirstDefaultStands) {
 }
 
 TEST(FactoryTable, ClassListsAndCompoundNames) {
+    // Entries stay in the table for the process: each run of the test names new interfaces.
+    static int run = 0;
+    const std::string list = "IList" + std::to_string(++run);
+    const std::string listToo = list + "Too";
     static EchoFactory first("List.A"), second("List.B");
-    second.registerFactory("IList");
-    ClassIDList before("IList");
-    first.registerFactory("IList");
-    first.registerFactory("IListToo");  // one factory, two places
-    ClassIDList after("IList");
+    second.registerFactory(list.c_str());
+    ClassIDList before(list.c_str());
+    first.registerFactory(list.c_str());
+    first.registerFactory(listToo.c_str());  // one factory, two places
+    ClassIDList after(list.c_str());
     EXPECT_EQ(before.count(), 1u);
     ASSERT_EQ(after.count(), 2u);
     EXPECT_EQ(after[0], "List.A");
     EXPECT_EQ(after[1], "List.B");
     EXPECT_EQ(ClassIDList("INoSuchList").count(), 0u);
-    EXPECT_EQ(ClassIDList("IListToo").count(), 1u);
+    EXPECT_EQ(ClassIDList(listToo.c_str()).count(), 1u);
     EXPECT_STREQ(Tessaran::Kerna::getErrMsg(0x10030015),
                  "Component error: User or password not valid!");
     String client("Cam"), rest("Video"), nothing;

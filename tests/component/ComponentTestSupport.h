@@ -36,6 +36,20 @@ struct Script {
     std::atomic<int> endedAfterOneLogout{0};
     std::atomic<int> endedOtherwise{0};
     int alive() const { return made.load() - endedAfterOneLogout.load() - endedOtherwise.load(); }
+
+    /// Switches and counts as new, for a test that runs again in the same process (its clients
+    /// of the run before have all ended).
+    void restart() {
+        loginSucceeds = true;
+        failEveryLogin = 0;
+        broken = false;
+        userId = -1;
+        onLogout = nullptr;
+        made = 0;
+        logins = 0;
+        endedAfterOneLogout = 0;
+        endedOtherwise = 0;
+    }
 };
 
 class ScriptedClient : public IClient {

@@ -65,6 +65,7 @@ TEST(ComponentModule, ClassesAreFoundInModulesBesideTheLibrary) {
     local->release();
     shared->release();
     shared->release();
+    registerComponent("KernaTestModule", nullptr);  // found in its module again, for a next run
 }
 
 TEST(ServerInfoQueryer, WithoutAHandler) {

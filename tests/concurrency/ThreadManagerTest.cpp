@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <thread>
@@ -11,6 +13,7 @@
 
 #include "ThreadTestSupport.h"
 #include "base/ExitRoutine.h"
+#include "base/ProcessObject.h"
 #include "threads/ThreadLoadingController.h"
 #include "threads/ThreadManagerInternal.h"
 #include "kerna/kerna3/ThreadManager.h"
@@ -64,8 +67,14 @@ TEST(CThreadManager, DumpBeforeAndAfterRegisterMainThread) {
         EXPECT_THAT(log.lines(), Contains(EndsWith(" dumpThreads]Threads:\n")));
         EXPECT_THAT(log.lines(), Contains(EndsWith(" dumpThreads]\n")));
     }
-    // Before registerMainThread the main row shows -1, always with 64 and "Normal" (this needs
-    // a process in which no test has registered a main thread yet, as CTest gives each test).
+    // Before registerMainThread the main row shows -1, always with 64 and "Normal" (the test
+    // puts the registry back to that state, which another test may have left).
+    {
+        Tessaran::Kerna::ThreadManagerInternal* registry =
+            Tessaran::Kerna::ThreadManagerInternal::instance();
+        Tessaran::Kerna::CGuard guard(registry->mutex);
+        registry->mainThreadID = -1;
+    }
     EXPECT_THAT(dump(), ElementsAre("                    Main         -1   64  Normal\n"));
     manager->registerMainThread();
     const int mainId = CThread::getCurrentThreadID();
@@ -220,28 +229,81 @@ TEST(CThreadManager, StressTwoThreadsTenThousandLiteObjects) {
     EXPECT_FALSE(registryHasName("Stress"));
 }
 
-TEST(CThreadManager, SingletonsLogWhenExitRegistrationIsRefused) {
-    KernaTest::LogCapture log(4);
-    CThreadManager* first = CThreadManager::instance();
-    EXPECT_EQ(first, CThreadManager::instance());
-    EXPECT_TRUE(log.messages().empty());
+namespace {
 
-    showFunctionNames();
-    Tessaran::Kerna::Detail::refuseExitRoutines(true);
-    Tessaran::Kerna::ThreadManagerInternal::resetFacade();
-    CThreadManager* again = CThreadManager::instance();
-    CThreadLoadingController::resetInstance();
-    CThreadLoadingController* controller = CThreadLoadingController::instance();
-    Tessaran::Kerna::Detail::refuseExitRoutines(false);
+// A process-wide object of the test's own: it may be built at any point of the program.
+struct RefusedProbe {
+    RefusedProbe() { KERNA_LOG(4, "probe built\n"); }
+    void published() { ++publishedCalls; }
+    void atProcessExit() {}
+    int publishedCalls = 0;
+};
 
-    ASSERT_NE(nullptr, again);
-    ASSERT_NE(nullptr, controller);
-    EXPECT_EQ(again, CThreadManager::instance());
-    EXPECT_THAT(log.messages(), ElementsAre("atexit failed!\n", "atexit failed!\n"));
-    EXPECT_THAT(log.lines(), Contains(EndsWith(" instance]atexit failed!\n")));
-    EXPECT_STREQ("ThreadLoadingControl", controller->getThreadName());
-    EXPECT_TRUE(controller->isThreadOver());  // runs only while it holds entries
+}  // namespace
+
+namespace Tessaran {
+namespace Kerna {
+namespace Detail {
+template <>
+struct ProcessObjectName<RefusedProbe> {
+    static constexpr const char* value = "KernaTest::RefusedProbe::instance";
+};
+}  // namespace Detail
+}  // namespace Kerna
+}  // namespace Tessaran
+
+#if GTEST_HAS_DEATH_TEST
+namespace {
+
+std::atomic<bool> g_probeFoundWhenPrinted{false};
+
+bool lookForTheProbe(const char* line) {
+    if (std::string(line).find("probe built") != std::string::npos) {
+        g_probeFoundWhenPrinted.store(
+            Tessaran::Kerna::Detail::ProcessObject<RefusedProbe>::peek() != nullptr);
+    }
+    return true;
 }
+
+// Builds the probe with exit routines refused; returns the number of failed checks and names
+// them, with the lines printed, on the standard error stream.
+int buildTheProbe() {
+    using Tessaran::Kerna::Detail::ProcessObject;
+    const Tessaran::Kerna::TFunction1<bool, const char*> listener(&lookForTheProbe);
+    std::vector<std::string> lines;
+    int failed = 0;
+    {
+        KernaTest::LogCapture log(4);
+        showFunctionNames();
+        Tessaran::Kerna::attachPrint(listener);
+        Tessaran::Kerna::Detail::refuseExitRoutines(true);
+        RefusedProbe* probe = ProcessObject<RefusedProbe>::get();
+        Tessaran::Kerna::Detail::refuseExitRoutines(false);
+        Tessaran::Kerna::detachPrint(listener);
+        if (probe != ProcessObject<RefusedProbe>::get()) failed += fputs("built twice\n", stderr) >= 0;
+        if (probe->publishedCalls != 1) failed += fputs("published() not once\n", stderr) >= 0;
+        lines = log.lines();
+    }
+    // A listener that looks for the object when the constructor's line reaches it finds it.
+    if (!g_probeFoundWhenPrinted.load()) failed += fputs("not found when printed\n", stderr) >= 0;
+    // The constructor's line, then the refusal.
+    if (lines.size() != 2 || lines[0].find("]probe built\n") == std::string::npos ||
+        lines[1].find(" instance]atexit failed!\n") == std::string::npos) {
+        failed += fputs("lines differ\n", stderr) >= 0;
+    }
+    for (const std::string& line : lines) fputs(line.c_str(), stderr);
+    return failed;
+}
+
+}  // namespace
+
+// An object is built once in a process, so the building runs in a child of its own (the parent
+// never builds the probe); the child's exit code counts the failed checks.
+TEST(ProcessObject, BuiltOncePublishedBeforeItsLinesAndLogsARefusedExitRoutine) {
+    EXPECT_EXIT(std::_Exit(buildTheProbe()), testing::ExitedWithCode(0), "");
+    EXPECT_EQ(nullptr, Tessaran::Kerna::Detail::ProcessObject<RefusedProbe>::peek());
+}
+#endif
 
 TEST(CThreadLoadingController, CountersFollowTheShares) {
     CThreadLoadingController* controller = CThreadLoadingController::instance();

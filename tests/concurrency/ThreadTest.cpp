@@ -193,6 +193,22 @@ TEST(CThread, TerminateUnwindsTheBodyAndLeavesTheRegistry) {
         for (int i = 0; i < 1000; ++i) CThread::sleep(10);  // 10 s at most if the kill never acted
     });
 #endif
+    // From another thread terminateThread first waits, as destroyThread does, for the body to
+    // end: the body returns normally, nothing is left to kill, and the result is false.
+    std::atomic<bool> unwound{false};
+    std::atomic<bool> returned{false};
+    ProbeThread stopped("Stopped", [&](ProbeThread& self) {
+        UnwindMark mark{unwound};
+        while (self.looping()) CThread::sleep(1);
+        returned.store(true);
+    });
+    ASSERT_TRUE(stopped.createThread());
+    ASSERT_TRUE(waitUntil([&] { return CThreadManager::instance()->hasThread(stopped.seenId.load()); }));
+    EXPECT_FALSE(stopped.terminateThread());
+    EXPECT_TRUE(returned.load());
+    EXPECT_TRUE(unwound.load());
+    EXPECT_TRUE(stopped.isThreadOver());
+    EXPECT_FALSE(CThreadManager::instance()->hasThread(stopped.seenId.load()));
     // Terminating an ended thread kills nothing.
     ProbeThread quick("Ended", [](ProbeThread&) {});
     ASSERT_TRUE(quick.createThread());
@@ -258,6 +274,7 @@ std::atomic<bool> g_selfDeleted{false};
 }  // namespace
 
 TEST(CThreadLite, RunsDelegateAndStopsInDestructor) {
+    g_liteCalls.store(0);
     int id = -1;
     {
         CThreadLite lite(CThreadLite::ThreadProc(+[](CThreadLite& self) {
@@ -281,6 +298,7 @@ TEST(CThreadLite, RunsDelegateAndStopsInDestructor) {
 }
 
 TEST(CThreadLite, DeletedFromItsOwnThread) {
+    g_selfDeleted.store(false);
     KernaTest::LogCapture log(4);
     CThreadLite* lite = new CThreadLite(CThreadLite::ThreadProc(+[](CThreadLite& self) {
                                             delete &self;  // the body must still end cleanly

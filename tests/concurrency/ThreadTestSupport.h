@@ -18,6 +18,7 @@
 #include "kerna/kerna3/ThreadManager.h"
 #include "kerna/kerna3/Time.h"
 #include "support/LogCapture.h"
+#include "threads/TimerInternal.h"
 #include "time/MonotonicClock.h"
 
 /// Polls pred every millisecond for at most limitMs; returns its last value.
@@ -93,6 +94,11 @@ private:
 
 /// Puts a counter the test sets (`value`) under the monotonic clock for the life of the object;
 /// the clock's next reading is its first use.
+///
+/// When the seam goes, the clock starts again from 0, while each thread keeps the highest
+/// reading it was given: the timer manager's thread would see no time pass (and fire no timer)
+/// until the clock is back there, and a pooled worker would read times out of step with the
+/// others. So the timer threads are started afresh: a new thread has no mark.
 class CounterSeam {
 public:
     static inline std::atomic<unsigned long long> value{0};
@@ -100,7 +106,10 @@ public:
         value.store(start);
         Tessaran::Kerna::Detail::setMonotonicCounterSource(&read, frequency);
     }
-    ~CounterSeam() { Tessaran::Kerna::Detail::setMonotonicCounterSource(nullptr, 0); }
+    ~CounterSeam() {
+        Tessaran::Kerna::Detail::setMonotonicCounterSource(nullptr, 0);
+        Tessaran::Kerna::TimerManagerInternal::instance()->startAfresh();
+    }
     CounterSeam(const CounterSeam&) = delete;
     CounterSeam& operator=(const CounterSeam&) = delete;
 

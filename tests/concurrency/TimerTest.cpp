@@ -6,6 +6,11 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
+#include <future>
+#include <list>
+#include <map>
+#include <memory>
 #include <mutex>
 #include <random>
 #include <string>
@@ -15,6 +20,7 @@
 #include "threads/TimerInternal.h"
 #include "kerna/kerna3/Semaphore.h"
 #include "kerna/kerna3/Thread.h"
+#include "kerna/kerna3/ThreadManager.h"
 #include "kerna/kerna3/Time.h"
 #include "kerna/kerna3/Timer.h"
 #include "support/LogCapture.h"
@@ -78,6 +84,12 @@ private:
 };
 
 TFunction1<void, unsigned long> valueProc(Probe& p) { return TFunction1<void, unsigned long>(&Probe::onValue, &p); }
+
+std::string pointerText(const void* p) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%p", p);
+    return text;
+}
 
 template <typename F>
 bool eventually(F condition, int limitMs = 10000) {
@@ -366,12 +378,23 @@ TEST(TimerManager, IdleLimitTrimsOnTheNextReturn) {
         EXPECT_EQ(manager().idleCount, idle);  // no effect before a worker returns
     }
     Probe last;
+    // Before, each worker cut from the pool was asked twice to end, and the second time logged
+    // "CThread::cancelThread() thread:[Pooled] not exist!".
+    LogCapture capture(4);
     ASSERT_TRUE(timers[0]->start(valueProc(last), 0, 0, 0, 0));
     timers[0]->stopAndWait();
     EXPECT_TRUE(eventually([&] {
         CRecursiveGuard g(manager().mutex);
         return manager().runningCount == 0 && manager().idleCount == 2;
     }));
+    EXPECT_TRUE(eventually([&] {  // the cut workers have ended: two pooled threads are left
+        std::list<CThreadManager::ThreadInfo> threads;
+        CThreadManager::instance()->getThreadsInfo(threads);
+        return std::count_if(threads.begin(), threads.end(), [](const CThreadManager::ThreadInfo& t) {
+                   return std::string(t.name) == "[Pooled]";
+               }) == 2;
+    }));
+    for (const std::string& m : capture.messages()) EXPECT_EQ(m.find("not exist"), std::string::npos) << m;
     CRecursiveGuard g(manager().mutex);
     int counted = 0;
     for (CTimerThread* w = manager().idleHead; w; w = w->next) ++counted;
@@ -526,4 +549,151 @@ TEST(TimerStress, TwoThreadsArmStopAndRearmWhileTimersFire) {
     EXPECT_EQ(doubled, 0);
     EXPECT_EQ(missing, lost);
     EXPECT_GT(nextGen, 1000u);
+}
+
+namespace {
+
+// A listener that hands each timer line it is waiting for to another thread, which arms and
+// stops a timer (and so needs the manager's lock), and waits for it at most 10 s.
+struct Relay {
+    CTimer* other = nullptr;
+    Probe* release = nullptr;  // let go once a line has been relayed
+    std::atomic<int> relayed{0};
+    std::atomic<int> timedOut{0};
+    std::mutex lock;
+    std::vector<std::thread> helpers;  // joined by the test, never by the listener
+
+    bool onLine(const char* line) {
+        const std::string text = line;
+        if (text.find("Timers: (") == std::string::npos &&
+            text.find("wait callback exit!") == std::string::npos &&
+            text.find("no worker thread could be started") == std::string::npos) {
+            return true;
+        }
+        auto done = std::make_shared<std::promise<void>>();
+        std::future<void> finished = done->get_future();
+        CTimer* timer = other;
+        {
+            std::lock_guard<std::mutex> g(lock);
+            helpers.emplace_back([timer, done] {
+                Probe never;
+                timer->start(valueProc(never), 600000, 0, 0, 0);
+                timer->stop(false);
+                done->set_value();
+            });
+        }
+        if (finished.wait_for(std::chrono::seconds(10)) == std::future_status::ready) {
+            ++relayed;
+        } else {
+            ++timedOut;
+        }
+        if (release != nullptr) release->hold = false;
+        return true;
+    }
+    void joinHelpers() {
+        std::lock_guard<std::mutex> g(lock);
+        for (std::thread& t : helpers) t.join();
+        helpers.clear();
+    }
+};
+
+}  // namespace
+
+// Before, dumpTimers, stopAndWait's line and the hand-over's no-worker line were printed with the
+// manager's lock held: a listener that waited for another thread that arms or stops a timer hung
+// the timer system (here: timed out after 10 s).
+TEST(CTimer, ListenersMayWaitForAnotherThreadThatNeedsTheTimerLock) {
+    LogCapture capture(4);
+    CTimer other("other");
+    Relay relay;
+    relay.other = &other;
+    const TFunction1<bool, const char*> listener(&Relay::onLine, &relay);
+    ASSERT_TRUE(attachPrint(listener));
+
+    CTimerManager::instance()->dumpTimers();
+
+    Probe busy;
+    busy.hold = true;
+    relay.release = &busy;
+    CTimer waited("waited");
+    ASSERT_TRUE(waited.start(valueProc(busy), 0, 0, 0, 0));
+    ASSERT_EQ(busy.entered.pend(10000), 0);
+    waited.stopAndWait();  // its line is relayed, then the callback is let go
+
+    manager().startAfresh();  // no idle worker, and none can start
+    manager().failWorkerStart(true);
+    Probe starved;
+    CTimer noWorker("noWorker");
+    EXPECT_FALSE(noWorker.start(valueProc(starved), 0, 0, 0, 0));
+    manager().failWorkerStart(false);
+    noWorker.stopAndWait();
+
+    EXPECT_TRUE(detachPrint(listener));
+    relay.joinHelpers();
+    EXPECT_EQ(relay.timedOut.load(), 0);
+    EXPECT_EQ(relay.relayed.load(), 3);
+}
+
+TEST(CTimer, StopAndWaitWaitsForTheRunningCallbackAndSaysSoOnce) {
+    LogCapture capture(4);
+    Probe p;
+    p.hold = true;
+    CTimer t("waited");
+    ASSERT_TRUE(t.start(valueProc(p), 0, 0, 0, 0));
+    ASSERT_EQ(p.entered.pend(10000), 0);
+    std::atomic<bool> returned{false};
+    std::thread stopper([&] {
+        t.stopAndWait();
+        returned = true;
+    });
+    const std::string line = "this:" + pointerText(&t) + " CTimer::Stop Timer:waited wait callback exit!\n";
+    ASSERT_TRUE(eventually([&] { return capture.hasMessage(line); }));
+    // While the callback is held it cannot return, however long the test waits here.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(returned.load());
+    EXPECT_TRUE(t.isRunning());
+    p.hold = false;
+    stopper.join();
+    EXPECT_FALSE(t.isRunning());
+    const std::vector<std::string> messages = capture.messages();
+    EXPECT_EQ(std::count(messages.begin(), messages.end(), line), 1);
+}
+
+TEST(TimerManager, EnableStatMeasuresCallbackTimeForDumpTimers) {
+    struct Sleeper {
+        std::atomic<int> calls{0};
+        void on(unsigned long) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            ++calls;
+        }
+    } measured, unmeasured;
+    CTimer a("measured"), b("unmeasured");
+    ASSERT_TRUE(a.start(TFunction1<void, unsigned long>(&Sleeper::on, &measured), 10, 30, 0, 0));
+    a.enableStat(true);  // after start, which clears it
+    ASSERT_TRUE(b.start(TFunction1<void, unsigned long>(&Sleeper::on, &unmeasured), 10, 30, 0, 0));
+    ASSERT_TRUE(eventually([&] { return measured.calls.load() >= 3 && unmeasured.calls.load() >= 3; }));
+    std::vector<std::string> rows;
+    {
+        LogCapture capture(4);
+        CTimerManager::instance()->dumpTimers();
+        rows = capture.messages();
+    }
+    a.stopAndWait();
+    b.stopAndWait();
+    // Name, next time, run time in ms, period, used/timeout, state.
+    std::map<std::string, unsigned long long> runTime;
+    for (const std::string& row : rows) {
+        char name[32] = {};
+        unsigned long long next = 0, run = 0;
+        unsigned period = 0, timeout = 0;
+        int used = 0;
+        if (std::sscanf(row.c_str(), "%31s %llu %llu %u %d/%u", name, &next, &run, &period, &used, &timeout) == 6) {
+            runTime[name] = run;
+            EXPECT_EQ(period, 30u) << row;
+        }
+    }
+    ASSERT_EQ(runTime.count("measured"), 1u);
+    ASSERT_EQ(runTime.count("unmeasured"), 1u);
+    EXPECT_GE(runTime["measured"], 40u);  // at least two calls of at least 20 ms ended
+    EXPECT_EQ(runTime["unmeasured"], 0u);
 }

@@ -54,17 +54,34 @@ TEST(LastError, ManyThreadsKeepTheirOwnCode) {
     EXPECT_EQ(Kerna::getLastError(), 0);
 }
 
+namespace {
+
+// Codes no other run of a test in this process has used: rows are never removed.
+int freshCode() {
+    static std::atomic<int> next{0x7100};
+    return next.fetch_add(1);
+}
+
+// The library's rows as if no installation had happened yet in this process.
+struct ForgetLibraryRows {
+    ForgetLibraryRows() { Kerna::Detail::forgetLibraryErrorMessages(); }
+};
+
+}  // namespace
+
 TEST(ErrorMessage, EmptyTextsAndReplacement) {
+    const int unset = freshCode();
+    const int emptied = freshCode();
     const size_t rows = Kerna::Detail::errorMessageCount();
-    const char* none = Kerna::getErrMsg(0x7777);
+    const char* none = Kerna::getErrMsg(unset);
     ASSERT_NE(none, nullptr);
     EXPECT_STREQ(none, "");
-    EXPECT_EQ(Kerna::getErrorMessage(0x7777).size(), 0u);
+    EXPECT_EQ(Kerna::getErrorMessage(unset).size(), 0u);
     EXPECT_EQ(Kerna::Detail::errorMessageCount(), rows);  // look-ups add no row
 
-    Kerna::setErrMsg(0x7001, nullptr);
-    ASSERT_NE(Kerna::getErrMsg(0x7001), nullptr);
-    EXPECT_STREQ(Kerna::getErrMsg(0x7001), "");
+    Kerna::setErrMsg(emptied, nullptr);
+    ASSERT_NE(Kerna::getErrMsg(emptied), nullptr);
+    EXPECT_STREQ(Kerna::getErrMsg(emptied), "");
     EXPECT_EQ(Kerna::Detail::errorMessageCount(), rows + 1);
 
     char text[] = "first text";
@@ -83,6 +100,7 @@ TEST(ErrorMessage, EmptyTextsAndReplacement) {
 }
 
 TEST(ErrorMessage, LibraryRowsAreInstalledOnceOverEarlierRows) {
+    ForgetLibraryRows fresh;
     ASSERT_EQ(Kerna::Detail::kLibraryErrorRowCount, 17u);
     EXPECT_STREQ(Kerna::getErrMsg(0x10030000), "");  // not yet installed
     Kerna::setErrMsg(0x10030001, "set by the application before");
@@ -110,18 +128,35 @@ TEST(ErrorMessage, LibraryRowsAreInstalledOnceOverEarlierRows) {
     EXPECT_STREQ(Kerna::getErrMsg(0x10030002), "set by the application after");
 }
 
-TEST(ErrorMessage, InstallationRacesInstallExactlyOnce) {
-    std::atomic<int> installers{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 6; ++t) {
-        threads.emplace_back([&] { installers += Kerna::Detail::installLibraryErrorMessages(); });
+// Before, the flag was set before the rows existed: a caller that came second returned at once
+// and could read an empty text for a row the first caller was still installing.
+TEST(ErrorMessage, InstallationRacesInstallOnceAndEveryCallerSeesTheRows) {
+    const Kerna::Detail::ErrorRow& last =
+        Kerna::Detail::kLibraryErrorRows[Kerna::Detail::kLibraryErrorRowCount - 1];
+    int wrongInstallerCounts = 0;
+    std::atomic<int> rowsMissing{0};
+    for (int round = 0; round < 100; ++round) {
+        ForgetLibraryRows fresh;
+        std::atomic<int> installers{0};
+        std::atomic<int> ready{0};
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([&] {
+                ready.fetch_add(1);
+                while (ready.load() < 4) std::this_thread::yield();
+                installers += Kerna::Detail::installLibraryErrorMessages();
+                if (std::strcmp(Kerna::getErrMsg(last.code), last.text) != 0) rowsMissing.fetch_add(1);
+            });
+        }
+        for (std::thread& thread : threads) thread.join();
+        wrongInstallerCounts += installers.load() != 1;
     }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(installers.load(), 1);
-    EXPECT_STREQ(Kerna::getErrMsg(0x1003000d), "Component error: creating object failed!");
+    EXPECT_EQ(wrongInstallerCounts, 0);
+    EXPECT_EQ(rowsMissing.load(), 0);
 }
 
 TEST(ErrorMessage, ManyThreadsReadWhileOthersAddRows) {
+    ForgetLibraryRows fresh;
     Kerna::Detail::installLibraryErrorMessages();
     constexpr int kReaders = 6;
     constexpr int kRounds = 5000;

@@ -3,6 +3,9 @@
 // reports.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cstdio>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -10,6 +13,7 @@
 #include "base/Log.h"
 #include "foundation/PrintState.h"
 #include "kerna/kerna3/testing/SimulatedClock.h"
+#include "platform/Console.h"
 #include "platform/Tls.h"
 #include "support/LogCapture.h"
 
@@ -38,6 +42,10 @@ PrintOptions noColor() {
     PrintOptions o = {};
     o.noColor = true;
     return o;
+}
+
+std::string textOf(int t, int i) {
+    return "thread " + std::to_string(t) + " line " + std::to_string(i) + "\n";
 }
 
 }  // namespace
@@ -149,15 +157,28 @@ TEST(PrintPath, ContinuationLineHasNoPrefix) {
     EXPECT_EQ(capture.lines(), (std::vector<std::string>{"[ info L f:1]begun ", "and ended\n", "[ info L f:3]next\n"}));
 }
 
-TEST(PrintPath, OverlongLineIsCutAt8192) {
+// The buffer holds 8191 characters and a terminator. Before, the message got one byte too few:
+// a line of exactly 8191 characters lost its closing "\n", counted as unfinished, and the next
+// line was printed as its continuation, without a prefix.
+TEST(PrintPath, LineOfExactly8191CharactersKeepsItsLineFeed) {
     LogCapture capture;
-    const std::string big(10000, 'x');
-    const int n = logFilter(4, "L", "f", "g", 1, "", "%s\n", big.c_str());
-    EXPECT_EQ(n, 8192);
-    std::vector<std::string> lines = capture.lines();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].size(), 8190u);  // 8191 bytes of room, the last one the terminator
+    PrintOptions o = noColor();
+    o.noTime = o.noThread = true;
+    setPrintOptions(o);
+    const std::string prefix = "[ info L f:1]";
+    const std::string fits(8191 - prefix.size() - 1, 'x');
+    EXPECT_EQ(logFilter(4, "L", "f", "g", 1, "", "%s\n", fits.c_str()), 8191);
     EXPECT_EQ(Detail::g_lineComplete.load(), 1);
+    EXPECT_EQ(logFilter(4, "L", "f", "g", 1, "", "next\n"), static_cast<int>(prefix.size()) + 5);
+    // One character more is cut at 8191: the length counts 8192 and the line counts as ended.
+    const std::string over = fits + "y";
+    EXPECT_EQ(logFilter(4, "L", "f", "g", 1, "", "%s\n", over.c_str()), 8192);
+    EXPECT_EQ(Detail::g_lineComplete.load(), 1);
+    const std::string big(10000, 'z');
+    EXPECT_EQ(logFilter(4, "L", "f", "g", 1, "", "%s", big.c_str()), 8192);
+    EXPECT_EQ(Detail::g_lineComplete.load(), 1);
+    EXPECT_EQ(capture.lines(), (std::vector<std::string>{prefix + fits + "\n", prefix + "next\n",
+                                                         prefix + fits + "y", prefix + big.substr(0, fits.size() + 1)}));
 }
 
 TEST(PrintPath, NullArgumentsDoNotCrash) {
@@ -268,21 +289,98 @@ TEST(PrintPath, StatisticsCountAndSaturate) {
     EXPECT_TRUE(getLogStatistics().empty());
 }
 
-TEST(PrintPath, ManyThreadsPrintWholeLines) {
+TEST(PrintPath, ManyThreadsPrintWholeLinesWhileTheOptionsChange) {
+    // Two settings, flipped by a fifth thread while four threads log: every line is built from
+    // one of them whole, comes once, and nothing else is printed.
+    PrintOptions plain = noColor();
+    plain.noTime = plain.noThread = true;
+    PrintOptions labelled = plain;
+    labelled.structured = true;
+    labelled.noVersion = true;
     LogCapture capture;
+    setPrintOptions(plain);
+    const std::string plainPrefix = "[ info T:2.0 f:1]";
+    const std::string labelledPrefix = "[|T:  L:info |[T] F:f|l:1|m:]";
+    std::atomic<int> running{4};
+    std::thread flipper([&] {
+        for (int i = 0; running.load() > 0; ++i) setPrintOptions(i % 2 ? labelled : plain);
+    });
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([t] {
-            for (int i = 0; i < 200; ++i) logLibName(4, "T", "thread %d line %d\n", t, i);
+        threads.emplace_back([t, &running] {
+            for (int i = 0; i < 200; ++i) logFilter(4, "T", "f", "g", 1, "2.0", "thread %d line %d\n", t, i);
+            running.fetch_sub(1);
         });
     }
     for (std::thread& t : threads) t.join();
-    size_t ours = 0;
+    flipper.join();
+    std::set<std::string> seen;
+    int wrong = 0;
     for (const std::string& l : capture.lines()) {
-        EXPECT_EQ(l.back(), '\n');
-        if (l.find(" info T ") != std::string::npos) ++ours;
+        const bool isPlain = l.compare(0, plainPrefix.size(), plainPrefix) == 0;
+        const bool isLabelled = l.compare(0, labelledPrefix.size(), labelledPrefix) == 0;
+        const std::string message = l.substr(isPlain ? plainPrefix.size() : labelledPrefix.size());
+        int t = -1, i = -1;
+        char end = 0;
+        const bool parsed = std::sscanf(message.c_str(), "thread %d line %d%c", &t, &i, &end) == 3 &&
+                            end == '\n' && message == textOf(t, i);
+        if (!(isPlain || isLabelled) || !parsed || !seen.insert(message).second) {
+            ++wrong;
+            ADD_FAILURE() << l;
+        }
     }
-    EXPECT_EQ(ours, 800u);
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(seen.size(), 800u);
+}
+
+namespace {
+
+// Stands in for the terminal: keeps what the console writes on the test's thread, colour codes
+// and text in order.
+struct TerminalSeam {
+    static inline std::vector<std::string> written;
+    static inline std::thread::id owner;
+    TerminalSeam() {
+        written.clear();
+        owner = std::this_thread::get_id();
+        Detail::Platform::setConsoleSink(&write);
+    }
+    ~TerminalSeam() { Detail::Platform::setConsoleSink(nullptr); }
+    static void write(const char* text) {
+        if (std::this_thread::get_id() == owner) written.push_back(text);
+    }
+};
+
+}  // namespace
+
+TEST(PrintConsole, EachLevelSetsItsColourAndAnEndedLineResetsIt) {
+    PrintOptions o = {};
+    o.noTime = o.noThread = true;
+    setPrintOptions(o);
+    setPrintLogLevel(6);
+    {
+        TerminalSeam terminal;
+        for (int level = 1; level <= 6; ++level) logFilter(level, "L", "f", "g", level, "", "x\n");
+        // A line that has not ended keeps its colour until the call that ends it.
+        logFilter(3, "L", "f", "g", 7, "", "begun ");
+        logFilter(2, "L", "f", "g", 8, "", "ended\n");
+        // With noColor nothing but the text reaches the terminal.
+        o.noColor = true;
+        setPrintOptions(o);
+        logFilter(2, "L", "f", "g", 9, "", "plain\n");
+        EXPECT_EQ(TerminalSeam::written,
+                  (std::vector<std::string>{
+                      "\033[35m", "[ fatal L f:1]x\n", "\033[0m",     //
+                      "\033[31m", "[ error L f:2]x\n", "\033[0m",     //
+                      "\033[33m", "[ warn L f:3]x\n", "\033[0m",      //
+                      "\033[32m", "[ info L f:4]x\n", "\033[0m",      //
+                      "\033[37m", "[ trace L f:5]x\n", "\033[0m",     //
+                      "\033[36m", "[ debug L f:6]x\n", "\033[0m",     //
+                      "\033[33m", "[ warn L f:7]begun ", "ended\n", "\033[0m",  //
+                      "[ error L f:9]plain\n"}));
+    }
+    setPrintLogLevel(4);
+    setPrintOptions(PrintOptions());
 }
 
 TEST(PrintOptionsRecord, CopiesAndConsoleCopy) {

@@ -11,6 +11,9 @@ namespace Tessaran {
 namespace Kerna {
 
 class MutexInternal;
+namespace Detail {
+class MutexAccess;
+}
 
 /// A lock that its holder may enter again; it must then be left as often as it was entered.
 /// Other threads block. leave() must be called by the holder; it is not checked.
@@ -29,6 +32,7 @@ public:
     bool leave();
 
 private:
+    friend class Detail::MutexAccess;
     MutexInternal* m_internal;
 };
 

@@ -48,10 +48,13 @@ public:
     /// was destroyed already on this run, has ended, or was never started.
     bool destroyThread();
 
-    /// destroyThread, then kills the thread if it still runs: the thread unwinds at its next
-    /// cancellation point (a sleep, a wait, looping()), running destructors on its way and
-    /// leaving the registry. True if a kill was delivered; false with a line at level 2 when
-    /// the object was never started; false when the thread had ended already.
+    /// destroyThread, then a kill of the thread if it still runs. Called from another thread,
+    /// destroyThread has already waited for the body to end (for ever, if the body never tests
+    /// looping()), so nothing is left to kill: the thread is stopped as by destroyThread and the
+    /// result is false. Called from the thread itself nothing waits: the kill acts at the
+    /// thread's next cancellation point (a sleep, a wait, looping()), which unwinds it, running
+    /// destructors and leaving the registry, and the result is true. False, with a line at
+    /// level 2, when the object was never started.
     bool terminateThread();
 
     /// Clears the loop flag without waiting. False, with a line at level 3, if it was not set.

@@ -17,6 +17,7 @@ namespace Platform {
 
 namespace {
 std::atomic<int> g_attribute{consoleDefaultAttribute};
+std::atomic<void (*)(const char*)> g_sink{nullptr};
 const int ansiColour[8] = {30, 34, 32, 36, 31, 35, 33, 37};
 }  // namespace
 
@@ -24,17 +25,35 @@ int consoleAttribute() { return g_attribute.load(std::memory_order_relaxed); }
 
 void setConsoleAttribute(int attribute) {
     g_attribute.store(attribute, std::memory_order_relaxed);
-    if (!isatty(fileno(stdout))) return;
+    void (*sink)(const char*) = g_sink.load(std::memory_order_acquire);
+    if (sink == nullptr && !isatty(fileno(stdout))) return;
+    char code[16];
     if (attribute == consoleDefaultAttribute) {
-        fputs("\033[0m", stdout);
+        snprintf(code, sizeof code, "\033[0m");
     } else {
-        fprintf(stdout, "\033[%dm", ansiColour[attribute & 7] + ((attribute & 8) ? 60 : 0));
+        snprintf(code, sizeof code, "\033[%dm", ansiColour[attribute & 7] + ((attribute & 8) ? 60 : 0));
+    }
+    if (sink != nullptr) {
+        sink(code);
+    } else {
+        fputs(code, stdout);
     }
 }
 
-void flushConsole() { fflush(stdout); }
+void flushConsole() {
+    if (g_sink.load(std::memory_order_acquire) == nullptr) fflush(stdout);
+}
 
-void writeConsole(const char* text) { fputs(text, stdout); }
+void writeConsole(const char* text) {
+    void (*sink)(const char*) = g_sink.load(std::memory_order_acquire);
+    if (sink != nullptr) {
+        sink(text);
+    } else {
+        fputs(text, stdout);
+    }
+}
+
+void setConsoleSink(void (*sink)(const char* text)) { g_sink.store(sink, std::memory_order_release); }
 
 }  // namespace Platform
 }  // namespace Detail

@@ -53,13 +53,21 @@ static_assert(sizeof(pthread_mutex_t) <= 48, "lock storage too small");
 static_assert(sizeof(EventState) <= 112, "event storage too small");
 static_assert(sizeof(sem_t) <= 32, "semaphore storage too small");
 
-Lock::Lock() {
+namespace {
+void initRecursive(void* storage) {
     pthread_mutexattr_t attr;
     pthread_mutexattr_init(&attr);
     pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_RECURSIVE);
-    pthread_mutex_init(new (m_storage) pthread_mutex_t, &attr);
+    pthread_mutex_init(new (storage) pthread_mutex_t, &attr);
     pthread_mutexattr_destroy(&attr);
 }
+}  // namespace
+
+// A recursive mutex records its holder by thread id: in a forked child the forking thread has
+// a new one and could neither leave nor enter again a mutex it held at the fork. Initialising
+// it afresh is the one way to free it; nothing else can reach it while the child has one thread.
+Lock::Lock() { initRecursive(m_storage); }
+void Lock::resetAfterFork() { initRecursive(m_storage); }
 Lock::~Lock() { pthread_mutex_destroy(reinterpret_cast<pthread_mutex_t*>(m_storage)); }
 void Lock::enter() { pthread_mutex_lock(reinterpret_cast<pthread_mutex_t*>(m_storage)); }
 bool Lock::tryEnter() { return pthread_mutex_trylock(reinterpret_cast<pthread_mutex_t*>(m_storage)) == 0; }
@@ -70,6 +78,7 @@ PlainLock::PlainLock() { pthread_mutex_init(new (m_storage) pthread_mutex_t, nul
 PlainLock::~PlainLock() { pthread_mutex_destroy(reinterpret_cast<pthread_mutex_t*>(m_storage)); }
 void PlainLock::enter() { pthread_mutex_lock(reinterpret_cast<pthread_mutex_t*>(m_storage)); }
 void PlainLock::leave() { pthread_mutex_unlock(reinterpret_cast<pthread_mutex_t*>(m_storage)); }
+void PlainLock::resetAfterFork() { pthread_mutex_init(new (m_storage) pthread_mutex_t, nullptr); }
 
 // The event keeps a generation number: a wait ends when the flag is on or the generation moved,
 // so that a reset right after a set cannot strand a waiter that the set released.

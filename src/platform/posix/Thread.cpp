@@ -5,9 +5,14 @@
 // Every thread is detached. Its ThreadHandle is shared between the creator and the thread by a
 // reference count, so the record stays valid for whichever side finishes last. The done flag
 // and exit code in the record play the part of a waitable thread handle.
+//
+// The records in use are kept in one list, so that a forked child can mark the threads that did
+// not come along as ended (with fresh locks: a thread may have held one at the fork) and give
+// the forking thread its new identifier.
 
 #include "platform/Thread.h"
 
+#include "platform/Fork.h"
 #include "platform/Tls.h"
 
 #include <errno.h>
@@ -36,11 +41,7 @@ public:
     ThreadHandle(const ThreadHandle&) = delete;
     ThreadHandle& operator=(const ThreadHandle&) = delete;
 
-    void release() {
-        if (refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-            delete this;
-        }
-    }
+    void release();
 
     ThreadEntry entry;
     void* argument;
@@ -54,9 +55,59 @@ public:
     int creatorProcessor = -1;              // where the creator was when it started the thread
     std::atomic<int> threadProcessor{-1};  // where the thread was when it started
     unsigned int exitCode = kThreadStillActive;
+    ThreadHandle* prevInUse = nullptr;  // the list of records in use, under g_inUseLock
+    ThreadHandle* nextInUse = nullptr;
 };
 
 namespace {
+
+pthread_mutex_t g_inUseLock = PTHREAD_MUTEX_INITIALIZER;
+ThreadHandle* g_inUse = nullptr;
+pthread_once_t g_forkHandlersOnce = PTHREAD_ONCE_INIT;
+
+void addInUse(ThreadHandle* handle) {
+    pthread_mutex_lock(&g_inUseLock);
+    handle->nextInUse = g_inUse;
+    if (g_inUse != nullptr) g_inUse->prevInUse = handle;
+    g_inUse = handle;
+    pthread_mutex_unlock(&g_inUseLock);
+}
+
+void removeInUse(ThreadHandle* handle) {
+    pthread_mutex_lock(&g_inUseLock);
+    if (handle->prevInUse != nullptr) {
+        handle->prevInUse->nextInUse = handle->nextInUse;
+    } else {
+        g_inUse = handle->nextInUse;
+    }
+    if (handle->nextInUse != nullptr) handle->nextInUse->prevInUse = handle->prevInUse;
+    pthread_mutex_unlock(&g_inUseLock);
+}
+
+void lockInUse() { pthread_mutex_lock(&g_inUseLock); }
+void unlockInUse() { pthread_mutex_unlock(&g_inUseLock); }
+
+// In the child: only the forking thread runs. Its record gets the new identifier; every other
+// record tells of a thread that ended, so that nobody waits for it.
+void threadsAfterForkInChild() {
+    pthread_mutex_init(&g_inUseLock, nullptr);
+    const int former = static_cast<int>(threadIdBeforeFork());
+    for (ThreadHandle* h = g_inUse; h != nullptr; h = h->nextInUse) {
+        pthread_mutex_init(&h->mutex, nullptr);
+        pthread_cond_init(&h->cond, nullptr);
+        if (h->started && h->tid == former && !h->done) {
+            h->tid = static_cast<int>(currentThreadId());
+        } else {
+            h->started = true;
+            h->done = true;
+            h->exitCode = 0;
+        }
+    }
+}
+
+void registerForkHandlers() {
+    addForkHandlers(forkRankThreads, lockInUse, unlockInUse, threadsAfterForkInChild);
+}
 
 // A wait for another thread's next step first busy-waits for a short while, but only when that
 // thread was last seen on another processor: there the step comes within microseconds, and the
@@ -164,6 +215,13 @@ int niceOfLevel(int level) {
 
 }  // namespace
 
+void ThreadHandle::release() {
+    if (refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        removeInUse(this);
+        delete this;
+    }
+}
+
 ThreadHandle* startThread(ThreadEntry entry, void* argument, int stackSize, int* error) {
     int err = 0;
     if (entry == nullptr || stackSize < 0) {
@@ -184,10 +242,13 @@ ThreadHandle* startThread(ThreadEntry entry, void* argument, int stackSize, int*
     }
     ThreadHandle* handle = nullptr;
     if (err == 0) {
+        pthread_once(&g_forkHandlersOnce, registerForkHandlers);
         handle = new ThreadHandle(entry, argument);
+        addInUse(handle);
         handle->creatorProcessor = sched_getcpu();
         err = pthread_create(&handle->thread, &attr, threadStart, handle);
         if (err != 0) {
+            removeInUse(handle);
             delete handle;
             handle = nullptr;
         }

@@ -28,11 +28,16 @@ bool tlsSet(uint32_t index, const void* value) {
 
 void* tlsGet(uint32_t index) { return pthread_getspecific(static_cast<pthread_key_t>(index)); }
 
+namespace {
+thread_local uint32_t t_threadId = 0;
+}  // namespace
+
 uint32_t currentThreadId() {
-    static thread_local uint32_t cached = 0;
-    if (cached == 0) cached = static_cast<uint32_t>(syscall(SYS_gettid));
-    return cached;
+    if (t_threadId == 0) t_threadId = static_cast<uint32_t>(syscall(SYS_gettid));
+    return t_threadId;
 }
+
+void refreshCurrentThreadId() { t_threadId = static_cast<uint32_t>(syscall(SYS_gettid)); }
 
 uint32_t currentProcessId() { return static_cast<uint32_t>(getpid()); }
 

@@ -7,7 +7,8 @@ target_sources(kerna_obj PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/WallClock.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Thread.cpp
   ${CMAKE_CURRENT_LIST_DIR}/File.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/Module.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/Module.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Fork.cpp)
 target_sources(kerna_obj PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/LocalTime.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SystemMutex.cpp)
