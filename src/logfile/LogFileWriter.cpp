@@ -21,6 +21,7 @@
 
 #include "base/ProcessObject.h"
 #include "foundation/LogSettings.h"
+#include "file/FileTables.h"
 #include "foundation/PrintState.h"
 #include "kerna/kerna3/File.h"
 #include "kerna/kerna3/FileFind.h"
@@ -48,8 +49,14 @@ LogFileStamp stampOf(const TimeRecord& t) {
 
 class LogFileWriter {
 public:
-    // A fork waits for a line being written; the child finds the writer free.
-    LogFileWriter() { keepLockAcrossFork<LogFileWriter, &LogFileWriter::m_lock>(Platform::forkRankLogFile); }
+    // A fork waits for a line being written; the child finds the writer free. A fork takes the
+    // process lock before the writer's, so nothing may be built under the writer's lock: the
+    // file tables its lines go through are built here, before the first line.
+    LogFileWriter() {
+        selectFileTable(nullptr);
+        utf8FileTable();
+        keepLockAcrossFork<LogFileWriter, &LogFileWriter::m_lock>(Platform::forkRankLogFile);
+    }
 
     void write(const char* line, int length, const TimeRecord& now);
     void cleanup();
