@@ -1,7 +1,7 @@
 // Timer.cpp
 //
-// Timers on a pooled worker set. One manager thread wakes on a 10 ms grid of the monotonic
-// clock, reads the clock once and hands the due timer at the head of the sorted list to an idle
+// Timers on a pooled worker set. One manager thread wakes on a 9 ms grid of the monotonic
+// clock (no more than 10 ms between two passes), reads the clock once and hands the due timer at the head of the sorted list to an idle
 // worker (making one when none is idle). A backlog is worked off one timer per pass without a sleep, at the same `now`.
 // Periodic timers stay on the grid of their first due time: missed ticks are skipped. Callbacks
 // run on the worker with no library lock held, and no line is printed under the lock: each is
@@ -28,7 +28,14 @@ namespace {
 
 const int managerPeriodMs = 10;
 const uint64_t msTicks = Detail::Platform::monotonicFrequency / 1000;
-const uint64_t gridTicks = managerPeriodMs * msTicks;  // the manager's period on the counter
+// The manager's passes lie 9 ms apart on the clock's milliseconds, so that no two passes are
+// 10 ms apart or more. A timer is due once `now` has passed its due time, and a hand-over skips
+// every tick at or below `now`; a timer armed from a pass's `now` has its ticks on that pass's
+// millisecond. With passes exactly 10 ms apart such a timer of 10 ms would meet a pass just on
+// each tick (not yet due) and the next one 10 ms later, which skips the tick then reached: one
+// tick in two lost. With at most 9 ms between passes, a timer of 10 ms or more loses no tick.
+const int gridPeriodMs = 9;
+const uint64_t gridTicks = gridPeriodMs * msTicks;     // the grid's period on the counter
 const uint64_t gridOffsetTicks = msTicks / 10;         // where a point lies in its millisecond
 const int managerWatchdogMs = 10000;
 const char* const pooledName = "[Pooled]";
@@ -467,10 +474,11 @@ void TimerManagerInternal::putTimerThread(CTimerThread* pThread) {
     endWorkers(cut);
 }
 
-// The manager's passes stand on a grid of the monotonic clock, 10 ms apart: each wake aims at
-// an absolute point, so the time a pass takes and a late wake do not shift the passes after it,
-// and a 10 ms periodic timer meets a pass once per tick. A point missed altogether (the thread
-// got no processor for a whole period) is skipped, not made up by passes in a row.
+// The manager's passes stand on a grid of the monotonic clock: each wake aims at an absolute
+// point, so the time a pass takes and a late wake do not shift the passes after it. A point
+// missed altogether (the thread got no processor for a whole period) is skipped, not made up by
+// passes in a row. With the reference paths forced, the manager sleeps 10 ms after each pass
+// instead, and its passes drift by the time each pass takes.
 void TimerManagerInternal::threadProc() {
     // From here on `now` is read on this thread only, where the clock never falls. The value
     // taken at construction came from the loading thread.
@@ -481,7 +489,7 @@ void TimerManagerInternal::threadProc() {
     }
     // The grid's points lie a tenth of a millisecond past the start of one of the clock's
     // milliseconds: a wake up to 0.9 ms late still reads the millisecond of its point, so that
-    // `now` steps by exactly 10 from pass to pass. The microsecond reading, taken next to the
+    // `now` steps by the grid's period from pass to pass. The microsecond reading, taken next to the
     // platform's counter, tells where the clock's milliseconds begin on that counter.
     const uint64_t us = CTime::getCurrentMicroSecond();
     const uint64_t ticks = Detail::Platform::monotonicTicks();
@@ -514,6 +522,12 @@ bool TimerManagerInternal::handDue() {
 }
 
 void TimerManagerInternal::waitForGrid() {
+    if (Detail::referencePathsOnly()) {
+        // Taken up again, the grid wakes at once for its last point, then moves on to the
+        // first of its points after the clock, in its old phase.
+        CThread::sleep(managerPeriodMs);
+        return;
+    }
     const uint64_t woke = Detail::Platform::sleepUntilTicks(m_gridNext);
     m_gridNext += gridTicks;
     if (m_gridNext <= woke) m_gridNext += gridTicks * ((woke - m_gridNext) / gridTicks + 1);
