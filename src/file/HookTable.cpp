@@ -10,9 +10,12 @@
 #include <cstring>
 
 #include "base/Log.h"
+#include "base/ProcessObject.h"
 #include "file/FileTables.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/PrintLog.h"
+#include "platform/Fork.h"
+#include "sync/MutexAccess.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -28,15 +31,16 @@ struct HookRow {
 };
 
 struct HookTable {
+    HookTable() { Detail::keepLockAcrossFork<HookTable>(Detail::Platform::forkRankFiles); }
+    void published() {}
+    void atProcessExit() {}  // the rows serve to the end of the process
+
     CMutex lock;
     HookRow rows[hookRows] = {};
     std::atomic<int> hooked{0};  // rows with a prefix
 };
 
-HookTable& hookTable() {
-    static HookTable* table = new HookTable;  // lives to the end of the process
-    return *table;
-}
+HookTable& hookTable() { return *Detail::ProcessObject<HookTable>::get(); }
 
 void countHooked(HookTable& t) {
     int n = 0;

@@ -16,7 +16,6 @@
 #include "foundation/PrintState.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/legacy/LogShortForms.h"
-#include "kerna/kerna3/ThreadSpecific.h"
 #include "platform/Console.h"
 #include "platform/Fork.h"
 #include "platform/Tls.h"
@@ -66,36 +65,26 @@ std::shared_ptr<const Outputs> snapshotOutputs() {
     return s.outputs;
 }
 
-// The per-thread flag that is set while the thread is inside logFilterEx.
-struct ReentryFlag {
-    CThreadSpecific slot;
-    void published() {}
-    void atProcessExit() {}
-};
-CThreadSpecific& reentryFlag() { return ProcessObject<ReentryFlag>::get()->slot; }
-
-// The flag's value inside logFilterEx.
-void* const insidePrint = reinterpret_cast<void*>(1);
+// Set while the thread is inside logFilterEx. A plain thread-local in the process's static
+// thread storage: the flag is read and written twice on every line, and needs no key, no
+// allocation and no clean-up when the thread ends.
+__attribute__((tls_model("initial-exec"))) thread_local bool t_insidePrint = false;
 
 // The object that keeps the thread's lines while it is inside the log file writer, or null.
-thread_local Detail::HeldLines* t_heldLines = nullptr;
+__attribute__((tls_model("initial-exec"))) thread_local Detail::HeldLines* t_heldLines = nullptr;
 
 class ReentryGuard {
 public:
-    ReentryGuard() : m_value(nullptr) {
-        if (reentryFlag().getValue(&m_value) && m_value != nullptr) return;
-        m_value = nullptr;
-        reentryFlag().setValue(insidePrint);
-    }
+    ReentryGuard() : m_wasSet(t_insidePrint) { t_insidePrint = true; }
     ~ReentryGuard() {
-        if (m_value == nullptr) reentryFlag().setValue(nullptr);
+        if (!m_wasSet) t_insidePrint = false;
     }
-    bool wasSet() const { return m_value != nullptr; }
+    bool wasSet() const { return m_wasSet; }
     /// The lines kept back on this thread, or null.
     Detail::HeldLines* heldLines() const { return t_heldLines; }
 
 private:
-    void* m_value;
+    bool m_wasSet;
 };
 
 // Writes the prefix piece by piece into the room that remains, each piece cut where the room
@@ -375,9 +364,8 @@ namespace Detail {
 HeldLines::HeldLines() : m_outer(t_heldLines), m_setFlag(false) {
     if (m_outer != nullptr) return;  // the outer one keeps them all
     t_heldLines = this;
-    void* value = nullptr;
-    if (!reentryFlag().getValue(&value) || value == nullptr) {
-        reentryFlag().setValue(insidePrint);
+    if (!t_insidePrint) {
+        t_insidePrint = true;
         m_setFlag = true;
     }
 }
@@ -385,7 +373,7 @@ HeldLines::HeldLines() : m_outer(t_heldLines), m_setFlag(false) {
 HeldLines::~HeldLines() {
     if (m_outer != nullptr) return;
     t_heldLines = nullptr;
-    if (m_setFlag) reentryFlag().setValue(nullptr);
+    if (m_setFlag) t_insidePrint = false;
     if (m_text.empty()) return;
     const int error = errno;
     fputs(m_text.c_str(), stdout);

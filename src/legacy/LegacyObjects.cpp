@@ -10,6 +10,8 @@
 #include <kerna/legacy/Timer.h>
 
 #include "base/ProcessObject.h"
+#include "platform/Fork.h"
+#include "sync/MutexAccess.h"
 
 class LegacyThreadManagerObject {
 public:
@@ -25,11 +27,22 @@ public:
     void atProcessExit() {}
 };
 
+// The rows' lock is taken before a fork and freed in the child, like the library's own file rows.
 class LegacyFileHooksObject {
 public:
+    LegacyFileHooksObject() {
+        Tessaran::Kerna::Detail::Platform::addForkHandlers(
+            Tessaran::Kerna::Detail::Platform::forkRankFiles,
+            [] { if (auto* h = built()) h->lock.enter(); },
+            [] { if (auto* h = built()) h->lock.leave(); },
+            [] { if (auto* h = built()) Tessaran::Kerna::Detail::MutexAccess::resetAfterFork(h->lock); });
+    }
     ::LegacyFileHooks hooks = {};
     void published() {}
     void atProcessExit() {}
+
+private:
+    static ::LegacyFileHooks* built();
 };
 
 namespace Tessaran {
@@ -49,3 +62,8 @@ namespace Detail {
 }  // namespace Detail
 }  // namespace Kerna
 }  // namespace Tessaran
+
+::LegacyFileHooks* LegacyFileHooksObject::built() {
+    LegacyFileHooksObject* o = Tessaran::Kerna::Detail::ProcessObject<LegacyFileHooksObject>::peek();
+    return o != nullptr ? &o->hooks : nullptr;
+}

@@ -28,6 +28,8 @@
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/Time.h"
 #include "logfile/LogFileName.h"
+#include "platform/Fork.h"
+#include "sync/MutexAccess.h"
 
 namespace Tessaran {
 namespace Kerna {
@@ -46,6 +48,9 @@ LogFileStamp stampOf(const TimeRecord& t) {
 
 class LogFileWriter {
 public:
+    // A fork waits for a line being written; the child finds the writer free.
+    LogFileWriter() { keepLockAcrossFork<LogFileWriter, &LogFileWriter::m_lock>(Platform::forkRankLogFile); }
+
     void write(const char* line, int length, const TimeRecord& now);
     void cleanup();
 

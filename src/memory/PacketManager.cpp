@@ -15,7 +15,7 @@
 
 #include "base/Log.h"
 #include "memory/PacketManagerInternal.h"
-#include "platform/Process.h"
+#include "platform/Fork.h"
 #include "platform/Tls.h"
 
 namespace Tessaran {
@@ -127,9 +127,10 @@ PacketManagerInternal::PacketManagerInternal()
         m_mallocSlot = &PacketManagerInternal::Pool_Malloc;
         m_freeSlot = &PacketManagerInternal::Pool_Free;
         m_memcpySlot = &PacketManagerInternal::poolMemcpy;
-        // Refused only for want of memory; a process that forks while another thread is in
-        // list work could then leave its child a locked pool, as any lock would.
-        Kerna::Detail::Platform::registerForkHandlers(&beforeFork, &afterForkInParent, &afterForkInChild);
+        // Refused only beyond the platform's count of registrations; a process that forks while
+        // another thread is in list work could then leave its child a locked pool.
+        Kerna::Detail::Platform::addForkHandlers(Kerna::Detail::Platform::forkRankPackets, &beforeFork,
+                                                 &afterForkInParent, &afterForkInChild);
     }
 
     const uint64_t chunkSize = sm_param.chunkSize;

@@ -33,6 +33,8 @@ enum ForkRank {
     forkRankLoadControl = 300,   ///< the load controller's lock
     forkRankRegistry = 400,      ///< the thread registry (and, in the child, the thread objects)
     forkRankPackets = 450,       ///< packet memory
+    forkRankLogFile = 470,       ///< the log file writer (outside the file tables' locks)
+    forkRankFiles = 480,         ///< the file tables' hook rows, the older interface's rows
     forkRankPrint = 500,         ///< the print path's locks, log settings, the message table
     forkRankWallClock = 550,     ///< a wall clock's own lock (read by the print path)
     forkRankRecursive = 600,     ///< the owners of CRecursiveMutex objects

@@ -14,11 +14,6 @@ namespace Platform {
 /// and directory, and waits for it. False (errno set) if it could not start.
 bool runProcessAndWait(const char* commandLine);
 
-/// Registers routines run around every fork of the process: `prepare` in the forking thread
-/// before the fork, `parent` in it after, `child` in the child's only thread. Routines of later
-/// registrations prepare first and finish last. False (errno set) if refused.
-bool registerForkHandlers(void (*prepare)(), void (*parent)(), void (*child)());
-
 }  // namespace Platform
 }  // namespace Detail
 }  // namespace Kerna

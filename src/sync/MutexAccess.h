@@ -35,16 +35,17 @@ struct LockAroundFork {
     }
 };
 
-/// For a process-wide object ProcessObject<T> whose state is guarded by its member `CMutex lock`
-/// alone: registers (once per type) fork handlers that take the lock before a fork if the object
-/// exists, give it back after, and make it free in the child. Call from T's constructor.
-template <class T>
+/// For a process-wide object ProcessObject<T> whose state is guarded by one CMutex member
+/// (`lock` unless named): registers (once per type) fork handlers that take the lock before a
+/// fork if the object exists, give it back after, and make it free in the child. Call from T's
+/// constructor.
+template <class T, CMutex T::*member = &T::lock>
 void keepLockAcrossFork(int rank) {
     static std::atomic<bool> added{false};
     if (added.exchange(true)) return;
-    using Steps = LockAroundFork<T, CMutex, &T::lock>;
+    using Steps = LockAroundFork<T, CMutex, member>;
     Platform::addForkHandlers(rank, &Steps::prepare, &Steps::parent, [] {
-        if (T* object = ProcessObject<T>::peek()) MutexAccess::resetAfterFork(object->lock);
+        if (T* object = ProcessObject<T>::peek()) MutexAccess::resetAfterFork(object->*member);
     });
 }
 

@@ -20,10 +20,15 @@
 #include <vector>
 
 #include "ThreadTestSupport.h"
+#include "foundation/LogSettings.h"
+#include "kerna/kerna3/FileSystem.h"
+#include "kerna/kerna3/LogControl.h"
+#include "kerna/kerna3/LogFile.h"
 #include "kerna/kerna3/Error.h"
 #include "kerna/kerna3/RecursiveMutex.h"
 #include "kerna/kerna3/Semaphore.h"
 #include "kerna/kerna3/Timer.h"
+#include "support/MemoryFileSystem.h"
 
 // ThreadSanitizer cannot follow a thread started in a child of a multi-threaded process (the
 // child's new threads take over the parent's thread records, "dup thread with used id"): under
@@ -279,4 +284,54 @@ TEST(Fork, AThreadObjectThatForksKeepsItsPlace) {
     ASSERT_TRUE(forker.createThread());
     ASSERT_TRUE(waitUntil([&] { return code.load() != -3; }, 30000));
     EXPECT_EQ(code.load(), 0);
+}
+
+// Before, a fork while another thread was writing a line to the log file left the child the log
+// file writer's lock, held by a thread the child does not have: the child's first line hung.
+// Here the parent's line is held inside the file table's write while this thread forks; the fork
+// waits for the line, and the child writes its own.
+TEST(Fork, AChildForkedWhileALineGoesToTheLogFileWritesItsOwn) {
+    class HeldWrites : public KernaTest::MemoryFileSystem {
+    public:
+        using MemoryFileSystem::MemoryFileSystem;
+        std::atomic<bool> holdNext{false};
+        CSemaphore entered;
+        CSemaphore release;
+        size_t fwrite(const void* buffer, size_t size, size_t count, void* file) override {
+            if (holdNext.exchange(false)) {
+                entered.post();
+                release.pend(10000);
+            }
+            return MemoryFileSystem::fwrite(buffer, size, count, file);
+        }
+    };
+    KernaTest::LogCapture log(4);
+    HeldWrites fs("forkmem:");
+    hookFileSystem("forkmem:", &fs);
+    char option[] = "-logpath";
+    char path[] = "forkmem:/one";
+    char* argv[] = {option, path};
+    setLogFilter(2, argv);
+
+    fs.holdNext.store(true);
+    std::thread writer([] { logInfo("the parent's line\n"); });
+    ASSERT_EQ(fs.entered.pend(10000), 0);
+    std::thread releaser([&fs] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        fs.release.post();
+    });
+    const int code = runInChild([&fs] {
+        logInfo("the child's line\n");
+        const std::string contents = fs.contents("forkmem:/one");
+        const bool both = contents.find("the parent's line") != std::string::npos &&
+                          contents.find("the child's line") != std::string::npos;
+        return both ? 0 : 1;
+    }, true, 10000);
+    releaser.join();
+    writer.join();
+    EXPECT_EQ(code, 0);
+
+    Detail::resetLogFileSettings();
+    logCleanup();
+    hookFileSystem("forkmem:", nullptr);
 }

@@ -1,11 +1,10 @@
 // Process.cpp
 //
 // Only POSIX code; no library logic. Starts a program without a shell (posix_spawnp), with every
-// descriptor from 3 up closed in the child, and waits for it. Fork routines (pthread_atfork).
+// descriptor from 3 up closed in the child, and waits for it.
 #include "platform/Process.h"
 
 #include <errno.h>
-#include <pthread.h>
 #include <spawn.h>
 #include <sys/wait.h>
 
@@ -71,12 +70,6 @@ bool runProcessAndWait(const char* commandLine) {
         if (errno != EINTR) break;  // ECHILD: already reaped, the child is done
     }
     return true;
-}
-
-bool registerForkHandlers(void (*prepare)(), void (*parent)(), void (*child)()) {
-    const int error = pthread_atfork(prepare, parent, child);
-    if (error != 0) errno = error;
-    return error == 0;
 }
 
 }  // namespace Platform
