@@ -304,14 +304,18 @@ void TimerManagerInternal::eraseIndexed(TimerInternal* timer) {
     TimerInternal* child = timer->left != nullptr ? timer->left : timer->right;
     TimerInternal* parent = timer->parent;
     if (child != nullptr) child->parent = parent;
-    if (parent == nullptr) {
-        m_root = child;
-    } else if (parent->left == timer) {
-        parent->left = child;
-    } else {
-        parent->right = child;
-    }
+    replaceChild(parent, timer, child);
     timer->left = timer->right = timer->parent = nullptr;
+}
+
+void TimerManagerInternal::replaceChild(TimerInternal* parent, TimerInternal* old, TimerInternal* by) {
+    if (parent == nullptr) {
+        m_root = by;
+    } else if (parent->left == old) {
+        parent->left = by;
+    } else {
+        parent->right = by;
+    }
 }
 
 // Turns the edge between `child` and its parent, keeping the in-order walk.
@@ -329,13 +333,7 @@ void TimerManagerInternal::rotateUp(TimerInternal* child) {
     }
     parent->parent = child;
     child->parent = grand;
-    if (grand == nullptr) {
-        m_root = child;
-    } else if (grand->left == parent) {
-        grand->left = child;
-    } else {
-        grand->right = child;
-    }
+    replaceChild(grand, parent, child);
 }
 
 void TimerManagerInternal::dropIndex() {

@@ -151,6 +151,8 @@ private:
     void insertIndexed(TimerInternal* timer, TimerInternal** before, TimerInternal** after);
     void eraseIndexed(TimerInternal* timer);
     void rotateUp(TimerInternal* child);
+    /// Puts `by` where `old` hung under `parent` (at the root when `parent` is null).
+    void replaceChild(TimerInternal* parent, TimerInternal* old, TimerInternal* by);
     /// Leaves the index behind (the reference paths keep the list alone).
     void dropIndex();
     /// Builds the index again from the list, numbering the timers so that it keeps their order.
