@@ -127,7 +127,8 @@ TEST_P(TimerOrder, RandomArmingFollowsTheModel) {
         Detail::setReferencePathsOnly(phase < phases / 2 ? reference : !reference);
         ASSERT_TRUE(waitIdle());  // the workers of the span before have come back
         Frozen frozen;
-        if (phase == 0) model.now = frozen.realNow + 1000000000ull;  // far past anything really due
+        if (phase == 0) model.now = frozen.realNow + 1000000000ull;  // far ahead of the real clock: nothing
+        // of the model comes due when the manager runs again between the spans
         manager().now = model.now;
         ASSERT_EQ(manager().runningCount, 0);
         for (TimerInternal* t = manager().timerHead; t != nullptr; t = t->next) {
