@@ -127,8 +127,9 @@ TEST_P(TimerOrder, RandomArmingFollowsTheModel) {
         Detail::setReferencePathsOnly(phase < phases / 2 ? reference : !reference);
         ASSERT_TRUE(waitIdle());  // the workers of the span before have come back
         Frozen frozen;
-        if (phase == 0) model.now = frozen.realNow + 1000000000ull;  // far ahead of the real clock: nothing
-        // of the model comes due when the manager runs again between the spans
+        // The model's times lie far ahead of the real clock: none of its timers comes due when
+        // the manager runs again between the spans.
+        if (phase == 0) model.now = frozen.realNow + 1000000000ull;
         manager().now = model.now;
         ASSERT_EQ(manager().runningCount, 0);
         for (TimerInternal* t = manager().timerHead; t != nullptr; t = t->next) {
