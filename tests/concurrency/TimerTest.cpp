@@ -631,6 +631,18 @@ TEST(CTimer, ListenersMayWaitForAnotherThreadThatNeedsTheTimerLock) {
     EXPECT_FALSE(noWorker.start(valueProc(starved), 0, 0, 0, 0));
     manager().failWorkerStart(false);
     noWorker.stopAndWait();
+    // The manager's own pass may also have found no worker. It prints the lines of a pass before
+    // its next pass reads the clock: once `now` has moved, no such line is on its way to the
+    // listener, which goes at the end of this test.
+    uint64_t seen;
+    {
+        CRecursiveGuard g(manager().mutex);
+        seen = manager().now;
+    }
+    ASSERT_TRUE(eventually([&] {
+        CRecursiveGuard g(manager().mutex);
+        return manager().now > seen;
+    }));
 
     EXPECT_TRUE(detachPrint(listener));
     relay.joinHelpers();
