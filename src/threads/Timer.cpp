@@ -1,8 +1,8 @@
 // Timer.cpp
 //
-// Timers on a pooled worker set. One manager thread wakes every 10 ms, reads the monotonic clock
-// once and hands the due timer at the head of the sorted list to an idle worker (making one when
-// none is idle). A backlog is worked off one timer per pass without a sleep, at the same `now`.
+// Timers on a pooled worker set. One manager thread wakes on a 9 ms grid of the monotonic
+// clock (no more than 10 ms between two passes), reads the clock once and hands the due timer at the head of the sorted list to an idle
+// worker (making one when none is idle). A backlog is worked off one timer per pass without a sleep, at the same `now`.
 // Periodic timers stay on the grid of their first due time: missed ticks are skipped. Callbacks
 // run on the worker with no library lock held, and no line is printed under the lock: each is
 // built there and printed once the lock is left.
@@ -11,10 +11,12 @@
 #include <cstring>
 
 #include "base/Log.h"
+#include "base/ReferencePaths.h"
 #include "base/ProcessObject.h"
 #include "kerna/kerna3/Mutex.h"
 #include "kerna/kerna3/PrintLog.h"
 #include "kerna/kerna3/Time.h"
+#include "platform/Clock.h"
 #include "platform/Fork.h"
 #include "sync/MutexAccess.h"
 #include "threads/TimerInternal.h"
@@ -25,6 +27,16 @@ namespace Kerna {
 namespace {
 
 const int managerPeriodMs = 10;
+const uint64_t msTicks = Detail::Platform::monotonicFrequency / 1000;
+// The manager's passes lie 9 ms apart on the clock's milliseconds, so that no two passes are
+// 10 ms apart or more. A timer is due once `now` has passed its due time, and a hand-over skips
+// every tick at or below `now`; a timer armed from a pass's `now` has its ticks on that pass's
+// millisecond. With passes exactly 10 ms apart such a timer of 10 ms would meet a pass just on
+// each tick (not yet due) and the next one 10 ms later, which skips the tick then reached: one
+// tick in two lost. With at most 9 ms between passes, a timer of 10 ms or more loses no tick.
+const int gridPeriodMs = 9;
+const uint64_t gridTicks = gridPeriodMs * msTicks;     // the grid's period on the counter
+const uint64_t gridOffsetTicks = msTicks / 10;         // where a point lies in its millisecond
 const int managerWatchdogMs = 10000;
 const char* const pooledName = "[Pooled]";
 
@@ -198,12 +210,25 @@ void TimerManagerInternal::afterForkInChild() {
     m->mutex.leave();
 }
 
+// The list is the reference: sorted by nextTime, the newest first among equal due times. The
+// index beside it finds a place in logarithmic time: a tree ordered by (nextTime ascending,
+// order descending), where `order` counts insertions, so that a timer inserted later stands
+// before the ones due at the same time, as the walk puts it. Its in-order neighbours of a new
+// leaf are the list neighbours: the last node passed on the right and the last on the left.
 void TimerManagerInternal::insert(TimerInternal* timer) {
     TimerInternal* prev = nullptr;
     TimerInternal* cur = timerHead;
-    while (cur != nullptr && cur->nextTime < timer->nextTime) {
-        prev = cur;
-        cur = cur->next;
+    if (!Detail::referencePathsOnly()) {
+        if (!m_indexed) rebuildIndex();
+        timer->order = ++m_orders;
+        cur = nullptr;
+        insertIndexed(timer, &prev, &cur);
+    } else {
+        dropIndex();
+        while (cur != nullptr && cur->nextTime < timer->nextTime) {
+            prev = cur;
+            cur = cur->next;
+        }
     }
     timer->prev = prev;
     timer->next = cur;
@@ -217,6 +242,13 @@ void TimerManagerInternal::insert(TimerInternal* timer) {
 
 void TimerManagerInternal::unlink(TimerInternal* timer) {
     if (timer->prev == nullptr && timer->next == nullptr && timerHead != timer) return;
+    if (m_indexed) {
+        if (Detail::referencePathsOnly()) {
+            dropIndex();
+        } else {
+            eraseIndexed(timer);
+        }
+    }
     if (timer->prev != nullptr) {
         timer->prev->next = timer->next;
     } else {
@@ -224,6 +256,133 @@ void TimerManagerInternal::unlink(TimerInternal* timer) {
     }
     if (timer->next != nullptr) timer->next->prev = timer->prev;
     timer->prev = timer->next = nullptr;
+}
+
+namespace {
+
+// Heap priorities: a mix of the insertion count (the finaliser of splitmix64), spread evenly
+// and the same from run to run.
+uint32_t priorityOf(uint64_t order) {
+    uint64_t z = order * 0x9E3779B97F4A7C15ull;
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+    return static_cast<uint32_t>((z ^ (z >> 31)) >> 32);
+}
+
+// Whether `a` stands before `b` in the list.
+inline bool standsBefore(const TimerInternal* a, const TimerInternal* b) {
+    return a->nextTime < b->nextTime || (a->nextTime == b->nextTime && a->order > b->order);
+}
+
+}  // namespace
+
+void TimerManagerInternal::insertIndexed(TimerInternal* timer, TimerInternal** before,
+                                         TimerInternal** after) {
+    timer->priority = priorityOf(timer->order);
+    timer->left = timer->right = timer->parent = nullptr;
+    TimerInternal** link = &m_root;
+    TimerInternal* parent = nullptr;
+    while (*link != nullptr) {
+        parent = *link;
+        if (standsBefore(timer, parent)) {
+            *after = parent;
+            link = &parent->left;
+        } else {
+            *before = parent;
+            link = &parent->right;
+        }
+    }
+    timer->parent = parent;
+    *link = timer;
+    while (timer->parent != nullptr && timer->parent->priority < timer->priority) rotateUp(timer);
+}
+
+void TimerManagerInternal::eraseIndexed(TimerInternal* timer) {
+    while (timer->left != nullptr && timer->right != nullptr) {
+        rotateUp(timer->left->priority > timer->right->priority ? timer->left : timer->right);
+    }
+    TimerInternal* child = timer->left != nullptr ? timer->left : timer->right;
+    TimerInternal* parent = timer->parent;
+    if (child != nullptr) child->parent = parent;
+    replaceChild(parent, timer, child);
+    timer->left = timer->right = timer->parent = nullptr;
+}
+
+void TimerManagerInternal::replaceChild(TimerInternal* parent, TimerInternal* old, TimerInternal* by) {
+    if (parent == nullptr) {
+        m_root = by;
+    } else if (parent->left == old) {
+        parent->left = by;
+    } else {
+        parent->right = by;
+    }
+}
+
+// Turns the edge between `child` and its parent, keeping the in-order walk.
+void TimerManagerInternal::rotateUp(TimerInternal* child) {
+    TimerInternal* parent = child->parent;
+    TimerInternal* grand = parent->parent;
+    if (parent->left == child) {
+        parent->left = child->right;
+        if (child->right != nullptr) child->right->parent = parent;
+        child->right = parent;
+    } else {
+        parent->right = child->left;
+        if (child->left != nullptr) child->left->parent = parent;
+        child->left = parent;
+    }
+    parent->parent = child;
+    child->parent = grand;
+    replaceChild(grand, parent, child);
+}
+
+void TimerManagerInternal::dropIndex() {
+    m_root = nullptr;
+    m_indexed = false;
+}
+
+// Numbers the timers afresh, from the head down, so that among equal due times the earlier in
+// the list has the higher number, as the tree orders them; later insertions count on from there.
+void TimerManagerInternal::rebuildIndex() {
+    m_root = nullptr;
+    uint64_t count = 0;
+    for (TimerInternal* t = timerHead; t != nullptr; t = t->next) ++count;
+    uint64_t order = m_orders + count;
+    m_orders = order;
+    for (TimerInternal* t = timerHead; t != nullptr; t = t->next) {
+        t->order = order--;
+        TimerInternal* before = nullptr;
+        TimerInternal* after = nullptr;
+        insertIndexed(t, &before, &after);
+    }
+    m_indexed = true;
+}
+
+bool TimerManagerInternal::indexHolds() const {
+    if (!m_indexed) return m_root == nullptr;
+    if (m_root != nullptr && m_root->parent != nullptr) return false;
+    // In-order walk by the parent links, against the list.
+    const TimerInternal* node = m_root;
+    while (node != nullptr && node->left != nullptr) node = node->left;
+    const TimerInternal* listed = timerHead;
+    const TimerInternal* last = nullptr;
+    while (node != nullptr) {
+        if (node != listed) return false;
+        if (last != nullptr && !standsBefore(last, node)) return false;
+        for (const TimerInternal* c : {node->left, node->right}) {
+            if (c != nullptr && (c->parent != node || c->priority > node->priority)) return false;
+        }
+        last = node;
+        listed = listed->next;
+        if (node->right != nullptr) {
+            node = node->right;
+            while (node->left != nullptr) node = node->left;
+        } else {
+            while (node->parent != nullptr && node->parent->right == node) node = node->parent;
+            node = node->parent;
+        }
+    }
+    return listed == nullptr;
 }
 
 CTimerThread* TimerManagerInternal::takeWorker() {
@@ -313,6 +472,11 @@ void TimerManagerInternal::putTimerThread(CTimerThread* pThread) {
     endWorkers(cut);
 }
 
+// The manager's passes stand on a grid of the monotonic clock: each wake aims at an absolute
+// point, so the time a pass takes and a late wake do not shift the passes after it. A point
+// missed altogether (the thread got no processor for a whole period) is skipped, not made up by
+// passes in a row. With the reference paths forced, the manager sleeps 10 ms after each pass
+// instead, and its passes drift by the time each pass takes.
 void TimerManagerInternal::threadProc() {
     // From here on `now` is read on this thread only, where the clock never falls. The value
     // taken at construction came from the loading thread.
@@ -321,9 +485,16 @@ void TimerManagerInternal::threadProc() {
         CRecursiveGuard guard(mutex);
         now = CTime::getCurrentMilliSecond();
     }
+    // The grid's points lie a tenth of a millisecond past the start of one of the clock's
+    // milliseconds: a wake up to 0.9 ms late still reads the millisecond of its point, so that
+    // `now` steps by the grid's period from pass to pass. The microsecond reading, taken next to the
+    // platform's counter, tells where the clock's milliseconds begin on that counter.
+    const uint64_t us = CTime::getCurrentMicroSecond();
+    const uint64_t ticks = Detail::Platform::monotonicTicks();
+    m_gridNext = ticks + msTicks - (us % 1000) * 1000 + gridOffsetTicks;
     bool rest = true;
     for (;;) {
-        if (rest) CThread::sleep(managerPeriodMs);
+        if (rest) waitForGrid();
         Detail::LinesAfterLock held;  // lines of the pass (a hand-over's) print after the lock
         mutex.enter();
         bool pass = true;
@@ -334,17 +505,30 @@ void TimerManagerInternal::threadProc() {
             if (now == old) pass = false;
             if (now < old) Detail::assertionFailed("0", __PRETTY_FUNCTION__, __FILE__, __LINE__);
         }
-        if (pass) {
-            if (timerHead != nullptr && timerHead->nextTime < now) handOver(timerHead, false);
-            rest = true;
-            if (!limitReached() && !m_noWorker && timerHead != nullptr && timerHead->nextTime < now) {
-                rest = false;
-            }
-            m_noWorker = false;
-        }
+        if (pass) rest = !handDue();
         mutex.leave();
         if (!looping()) break;
     }
+}
+
+bool TimerManagerInternal::handDue() {
+    if (timerHead != nullptr && timerHead->nextTime < now) handOver(timerHead, false);
+    const bool backlog =
+        !limitReached() && !m_noWorker && timerHead != nullptr && timerHead->nextTime < now;
+    m_noWorker = false;
+    return backlog;
+}
+
+void TimerManagerInternal::waitForGrid() {
+    if (Detail::referencePathsOnly()) {
+        // Taken up again, the grid wakes at once for its last point, then moves on to the
+        // first of its points after the clock, in its old phase.
+        CThread::sleep(managerPeriodMs);
+        return;
+    }
+    const uint64_t woke = Detail::Platform::sleepUntilTicks(m_gridNext);
+    m_gridNext += gridTicks;
+    if (m_gridNext <= woke) m_gridNext += gridTicks * ((woke - m_gridNext) / gridTicks + 1);
 }
 
 void TimerManagerInternal::dumpTimers() {

@@ -1,8 +1,9 @@
 // TimerInternal.h
 //
 // The timer list and its worker pool, private to the library and its tests: TimerInternal (one
-// armed or idle timer, linked into the sorted list), CTimerThread (a pooled worker) and
-// TimerManagerInternal (the manager thread, the list and the pool under one recursive lock).
+// armed or idle timer, linked into the sorted list and its ordered index), CTimerThread (a
+// pooled worker) and TimerManagerInternal (the manager thread, the list and the pool under one
+// recursive lock).
 //
 // The manager is a process-wide object: built once, never freed. At process exit it stops its
 // thread and its idle workers; the list stays, so that timers started or stopped by threads
@@ -46,6 +47,14 @@ public:
     TimerInternal* next = nullptr;
     std::atomic<CTimerThread*> thread{nullptr};
     std::atomic<bool> statEnabled{false};
+
+    // The ordered index beside the list: a tree on (nextTime ascending, order descending) whose
+    // in-order walk is the list, balanced by a heap on `priority` (a treap).
+    TimerInternal* left = nullptr;
+    TimerInternal* right = nullptr;
+    TimerInternal* parent = nullptr;
+    uint64_t order = 0;     ///< the manager's count of insertions when this one was inserted
+    uint32_t priority = 0;  ///< drawn from `order`; a parent's is at least its children's
 };
 
 /// A pooled worker: sleeps on its semaphore until a timer is handed to it.
@@ -91,9 +100,19 @@ public:
     int runningCount = 0;
     uint64_t lostOneShots = 0;    ///< one-shot hand-overs spent without a call (previous call ran)
 
-    /// Inserts before the first timer due at or after `timer` (newest first among equals).
+    /// Inserts before the first timer due at or after `timer` (newest first among equals). The
+    /// place is found through the ordered index, or by walking the list from its head while the
+    /// reference paths are forced (Detail::setReferencePathsOnly); both give the same list.
     void insert(TimerInternal* timer);
     void unlink(TimerInternal* timer);
+    /// For tests: whether the index is in use, and if so that its in-order walk is the list and
+    /// its links, order and balance hold.
+    bool indexHolds() const;
+    bool indexInUse() const { return m_indexed; }
+    /// Steps 4 and 5 of a pass at the current `now`, under `mutex`: hands the head of the list
+    /// over if it is due (strictly below `now`). True when another due timer waits and no limit
+    /// holds it: the next pass then neither sleeps nor reads the clock.
+    bool handDue();
     /// Hands `timer` to a worker; see the class comment of CTimer for the results.
     bool handOver(TimerInternal* timer, bool force);
     /// Starts the manager's thread again where it does not run (in a forked child), unless the
@@ -129,6 +148,22 @@ private:
 
     std::atomic<bool> m_failWorkerStart{false};
     std::atomic<int> m_workersMade{0};
+    void insertIndexed(TimerInternal* timer, TimerInternal** before, TimerInternal** after);
+    void eraseIndexed(TimerInternal* timer);
+    void rotateUp(TimerInternal* child);
+    /// Puts `by` where `old` hung under `parent` (at the root when `parent` is null).
+    void replaceChild(TimerInternal* parent, TimerInternal* old, TimerInternal* by);
+    /// Leaves the index behind (the reference paths keep the list alone).
+    void dropIndex();
+    /// Builds the index again from the list, numbering the timers so that it keeps their order.
+    void rebuildIndex();
+    /// Sleeps to the next point of the manager's 10 ms grid of the monotonic clock.
+    void waitForGrid();
+
+    TimerInternal* m_root = nullptr;  ///< the index, under `mutex`
+    uint64_t m_orders = 0;            ///< insertions counted, under `mutex`
+    bool m_indexed = false;           ///< the index holds every timer of the list
+    uint64_t m_gridNext = 0;          ///< the next wake, in counts of the platform's clock
     bool m_noWorker = false;  ///< the last hand-over found no worker: sleep before the next try
     bool m_exited = false;    ///< the exit routine has run: nothing is handed over any more
     CTimerThread* m_workers = nullptr;  ///< every worker, idle or busy, under `mutex`
