@@ -1,8 +1,9 @@
 // Timer.cpp
 //
 // Timers on a pooled worker set. One manager thread wakes on a 9 ms grid of the monotonic
-// clock (no more than 10 ms between two passes), reads the clock once and hands the due timer at the head of the sorted list to an idle
-// worker (making one when none is idle). A backlog is worked off one timer per pass without a sleep, at the same `now`.
+// clock (no more than 10 ms between two passes), reads the clock once and hands the due timer
+// at the head of the sorted list to an idle worker (making one when none is idle). A backlog is
+// worked off one timer per pass without a sleep, at the same `now`.
 // Periodic timers stay on the grid of their first due time: missed ticks are skipped. Callbacks
 // run on the worker with no library lock held, and no line is printed under the lock: each is
 // built there and printed once the lock is left.
