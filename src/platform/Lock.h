@@ -56,8 +56,12 @@ public:
     ManualEvent(const ManualEvent&) = delete;
     ManualEvent& operator=(const ManualEvent&) = delete;
     void set();
-    void reset();
-    void wait();
+    /// Unsignals the event; returns the count of sets so far, for waitSince.
+    uint64_t reset();
+    /// Waits until the event is signalled or set() has been called since reset() returned
+    /// `generation`: a waiter that resets and then leaves its lock before it waits is not
+    /// stranded by a set() and another thread's reset() that both come in that gap.
+    void waitSince(uint64_t generation);
 
 private:
     alignas(8) unsigned char m_storage[112];

@@ -203,9 +203,11 @@ public:
             ++waitingReaders;
             syncWaitersBit();
             for (;;) {
-                readersEvent->reset();
+                // The wait counts from the reset: a wake that comes between leaving the gate
+                // and waiting is not lost when another reader resets the event in that gap.
+                const uint64_t since = readersEvent->reset();
                 gate.leave();
-                readersEvent->wait();
+                readersEvent->waitSince(since);
                 gate.enter();
                 if (waitingWriters == 0 &&
                     stateOf(state.load(std::memory_order_acquire)) < rwWriterInside) {

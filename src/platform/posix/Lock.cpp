@@ -106,17 +106,18 @@ void ManualEvent::set() {
     pthread_cond_broadcast(&s->cond);
     pthread_mutex_unlock(&s->mutex);
 }
-void ManualEvent::reset() {
+uint64_t ManualEvent::reset() {
     EventState* s = reinterpret_cast<EventState*>(m_storage);
     pthread_mutex_lock(&s->mutex);
     s->signalled = false;
+    const uint64_t generation = s->generation;
     pthread_mutex_unlock(&s->mutex);
+    return generation;
 }
-void ManualEvent::wait() {
+void ManualEvent::waitSince(uint64_t generation) {
     EventState* s = reinterpret_cast<EventState*>(m_storage);
     pthread_mutex_lock(&s->mutex);
-    const uint64_t start = s->generation;
-    while (!s->signalled && s->generation == start) pthread_cond_wait(&s->cond, &s->mutex);
+    while (!s->signalled && s->generation == generation) pthread_cond_wait(&s->cond, &s->mutex);
     pthread_mutex_unlock(&s->mutex);
 }
 
