@@ -124,33 +124,32 @@ void hold(int level, const char* file, const char* prettyFunction, int line, con
     t_linesAfterLock.end = &held->next;
 }
 
-}  // namespace
-
-void printLinesAfterLock() {
+// Takes the thread's held lines first (a printer or listener may log, or open a scope of its
+// own), then hands each to `emit` and frees it.
+template <class Emit>
+void drainLinesAfterLock(Emit emit) {
     LinesAfterLockState& state = t_linesAfterLock;
-    // Take the list first: a printer or listener may log, or open a scope of its own.
     LineAfterLock* held = state.first;
     state.first = nullptr;
     state.end = nullptr;
     while (held != nullptr) {
         LineAfterLock* next = held->next;
-        printText(held->level, held->file, held->prettyFunction, held->line, "%s", held->text);
+        emit(*held);
         free(held);
         held = next;
     }
 }
 
+}  // namespace
+
+void printLinesAfterLock() {
+    drainLinesAfterLock([](const LineAfterLock& held) {
+        printText(held.level, held.file, held.prettyFunction, held.line, "%s", held.text);
+    });
+}
+
 void writeLinesAfterLock(std::FILE* stream) {
-    LinesAfterLockState& state = t_linesAfterLock;
-    LineAfterLock* held = state.first;
-    state.first = nullptr;
-    state.end = nullptr;
-    while (held != nullptr) {
-        LineAfterLock* next = held->next;
-        std::fputs(held->text, stream);
-        free(held);
-        held = next;
-    }
+    drainLinesAfterLock([stream](const LineAfterLock& held) { std::fputs(held.text, stream); });
 }
 
 int logAt(int level, const char* file, const char* prettyFunction, int line, const char* format, ...) {
